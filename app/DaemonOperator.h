@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdio>
+
+#include "platform/Operator.h"
+
+class CServerApp;
+
+// The daemon has no boxes: it prints their text to standard error and takes the answer that
+// leaves the service running.
+class DaemonOperator : public Operator {
+public:
+    void SetApp(CServerApp* pApp) { m_pApp = pApp; }
+
+    void ShowMessage(const std::string& text, BoxIcon icon) override;
+    MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
+                                   bool bDontShowAgain) override;
+    std::optional<std::string> AskListenAddress() override;
+    void ShowDecisionBox(CDecisionBox& box) override;
+    void DestroyDecisionBox(CDecisionBox& box) override;
+
+private:
+    CServerApp* m_pApp = nullptr;
+};

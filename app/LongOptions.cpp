@@ -1,0 +1,84 @@
+#include "app/LongOptions.h"
+
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstring>
+
+const char kVersion[] = "Quaylon V3.80";
+
+const char kUsage[] =
+    "Usage: %s [options]\n"
+    "A TFTP server (RFC 1350, 2347, 2348, 2349).\n"
+    "\n"
+    "  -An               serve on address number n (0-9) of this host\n"
+    "  -IDIR             directory for files received, this run only\n"
+    "  -ODIR             directory for files sent, this run only\n"
+    "  --bind ADDRESS    serve on this IPv4 address, skipping the address choice\n"
+    "  --port N          serve on port N this run only (not saved)\n"
+    "  --config-dir DIR  keep settings in DIR (default $XDG_CONFIG_HOME/Orrelin)\n"
+    "  --help            show this text\n"
+    "  --version         show the version\n"
+    "\n"
+    "Signals: SIGTERM or SIGINT end the server in order, SIGUSR1 stops serving new clients,\n"
+    "SIGUSR2 serves again.\n";
+
+LongOptions ParseLongOptions(int argc, const char* const* argv) {
+    LongOptions options;
+    options.remaining.emplace_back(argc > 0 ? argv[0] : "");
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        std::string name = arg;
+        std::optional<std::string> value;
+        if (const auto eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+            name = arg.substr(0, eq);
+            value = arg.substr(eq + 1);
+        }
+        const bool bTakesValue = name == "--config-dir" || name == "--bind" || name == "--port";
+        if (bTakesValue && !value) {
+            if (i + 1 >= argc) {
+                options.error = name + " needs a value";
+                return options;
+            }
+            value = argv[++i];
+        }
+        if (name == "--config-dir") {
+            options.configDir = *value;
+        } else if (name == "--bind") {
+            in_addr probe{};
+            if (inet_pton(AF_INET, value->c_str(), &probe) != 1) {
+                options.error = "--bind needs an IPv4 address, not '" + *value + "'";
+                return options;
+            }
+            options.bindAddress = *value;
+        } else if (name == "--port") {
+            if (value->empty() || value->find_first_not_of("0123456789") != std::string::npos ||
+                value->size() > 5 || std::stoul(*value) == 0 || std::stoul(*value) > 65535) {
+                options.error = "--port needs a number from 1 to 65535, not '" + *value + "'";
+                return options;
+            }
+            options.port = *value;
+        } else if (name == "--help") {
+            options.bHelp = true;
+        } else if (name == "--version") {
+            options.bVersion = true;
+        } else if (arg.rfind("--", 0) == 0) {
+            options.error = "unknown option " + arg;
+            return options;
+        } else {
+            options.remaining.push_back(arg);
+        }
+    }
+    return options;
+}
+
+std::string ProgramPath(const char* argv0) {
+    char path[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+    if (n <= 0) {
+        return argv0 != nullptr ? argv0 : "";
+    }
+    path[n] = '\0';
+    return path;
+}

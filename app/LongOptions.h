@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The Linux options both programs take, removed from the command line before the short options
+// (-A, -I, -O) are parsed, so that their values are never read as short options.
+struct LongOptions {
+    std::string configDir;
+    std::string bindAddress;
+    std::optional<std::string> port;
+    bool bHelp = false;
+    bool bVersion = false;
+    std::string error;                  // set when the command line cannot be used
+    std::vector<std::string> remaining; // program path first, then what is left
+};
+
+LongOptions ParseLongOptions(int argc, const char* const* argv);
+
+// The path of the running program, as the kernel knows it; argv0 if that cannot be had.
+std::string ProgramPath(const char* argv0);
+
+extern const char kUsage[];
+extern const char kVersion[];

@@ -1,0 +1,49 @@
+#include "server/Manager.h"
+
+#include <chrono>
+
+#include "platform/Priority.h"
+#include "server/ClientSocket.h"
+
+CManager::CManager() = default;
+
+CManager::~CManager() {
+    if (m_thread.joinable()) {
+        // The thread's only wait is on this event, so the join returns at once.
+        m_hFinishEvent->Set();
+        m_thread.join();
+    }
+}
+
+void CManager::Start() {
+    m_hFinishEvent = std::make_unique<FinishEvent>();
+    m_bRunning = true;
+    m_thread = std::thread([this] {
+        m_tid = CurrentThreadId();
+        m_hFinishEvent->Wait();
+        m_bRunning = false;
+        m_threadEnded.Set();
+    });
+}
+
+void CManager::CreateSocket(CServerApp& app) {
+    m_pSocket = std::make_unique<CClientSocket>(app);
+    m_bStopped = 0;
+}
+
+void CManager::Stop() {
+    m_bStopped = 1;
+    m_pSocket.reset();
+    if (m_hFinishEvent) {
+        m_hFinishEvent->Set();
+    }
+}
+
+void CManager::End() {
+    Stop();
+    // Waiting for the thread's own end, not only for the event Stop has just set, lets the
+    // caller take the entry off the table in the same pass.
+    if (!m_threadEnded.WaitFor(std::chrono::milliseconds(500))) {
+        m_threadEnded.WaitFor(std::chrono::milliseconds(1000));
+    }
+}

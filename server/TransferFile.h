@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+// The open file of a transfer: a binary stream, or a netascii text stream that turns each LF
+// of the file into CR LF and a bare CR into CR NUL on the wire, and back on a write.
+class TransferFile {
+public:
+    enum class Mode { ReadBinary, WriteBinary, ReadText, WriteText };
+
+    // Null if the file cannot be opened. A write replaces an existing file.
+    static std::unique_ptr<TransferFile> Open(const std::string& path, Mode mode);
+    ~TransferFile();
+    TransferFile(const TransferFile&) = delete;
+    TransferFile& operator=(const TransferFile&) = delete;
+
+    // Length of the file on the disk when it was opened.
+    std::int64_t Length() const { return m_nLength; }
+
+    // Reads up to count wire bytes; fewer only at the end of the file.
+    int Read(char* buffer, int count);
+    // Goes back to where the last Read began, so that it can deliver the same bytes again.
+    bool RewindLastRead();
+    // Writes count wire bytes; the result is how many of them reached the file.
+    int Write(const char* buffer, int count);
+    // Flushes and closes; false if anything written could not be stored.
+    bool Close();
+
+private:
+    TransferFile(std::FILE* file, Mode mode, std::int64_t length);
+    int ReadText(char* buffer, int count);
+    int WriteText(const char* buffer, int count);
+
+    std::FILE* m_file;
+    Mode m_mode;
+    std::int64_t m_nLength;
+    // Second byte of a pair whose first byte ended the last block (LF after CR, or NUL).
+    int m_nPending = -1;
+    // Where the last Read began, for a rewind.
+    long m_nMarkOffset = 0;
+    int m_nMarkPending = -1;
+    // A CR written last whose meaning depends on the next byte.
+    bool m_bPendingCr = false;
+    char m_ioBuffer[65536];
+};

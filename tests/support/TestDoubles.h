@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Operator.h"
+
+class CDecisionBox;
+
+// A clock the test moves by hand, so time-outs need no waiting.
+class ManualClock : public Clock {
+public:
+    std::int64_t Seconds() const override { return m_now; }
+    void Advance(std::int64_t seconds) { m_now += seconds; }
+
+private:
+    std::int64_t m_now = 1000;
+};
+
+// An operator who answers as the test says and remembers every box.
+class TestOperator : public Operator {
+public:
+    void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
+    MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
+                                   bool bDontShowAgain) override {
+        multihomedShown.push_back(addresses);
+        multihomedCheckAtStart = bDontShowAgain;
+        return multihomedAnswer;
+    }
+    std::optional<std::string> AskListenAddress() override { return listenAddressAnswer; }
+    void ShowDecisionBox(CDecisionBox& box) override { shownBoxes.push_back(&box); }
+    void DestroyDecisionBox(CDecisionBox& box) override { destroyedBoxes.push_back(&box); }
+
+    std::vector<std::string> messages;
+    std::vector<std::vector<std::string>> multihomedShown;
+    bool multihomedCheckAtStart = false;
+    MultihomedChoice multihomedAnswer;
+    std::optional<std::string> listenAddressAnswer;
+    std::vector<CDecisionBox*> shownBoxes;
+    std::vector<CDecisionBox*> destroyedBoxes;
+};
