@@ -35,6 +35,17 @@ public:
     void SetView(CClientView* pView) { m_pView = pView; }
     CClientView* View() const { return m_pView; }
 
+    // The settings store: one registry file under m_ConfigDir, read once at the start and
+    // written once at the end.
+    void LoadSettings();
+    void SaveSettings();
+    // Fills the stored frame rectangle (left, top, right, bottom) and the six column widths;
+    // 1 if a rectangle was stored.
+    int LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int* pCol1, int* pCol2,
+                            int* pCol3, int* pCol4, int* pCol5, int* pCol6);
+    // The XDG autostart entry that starts the program (empty path) or an update once.
+    void WriteRunOnce(std::string path);
+
     // Command line (-A, -I, -O).
     void ParseArguments(int argc, const char* const* argv);
 
@@ -125,6 +136,9 @@ public:
     std::list<std::string> m_AllowList;
     std::list<std::string> m_DenyList;
 
+    // Directory of the settings store: --config-dir, else $XDG_CONFIG_HOME/Orrelin.
+    std::string m_ConfigDir;
+
     // For this run only: the address to serve on (skipping the address choice), and a Port
     // given on the command line, which like -I leaves the stored value alone.
     std::string m_BindAddress;
@@ -143,3 +157,7 @@ private:
 
 // The one application object, or null outside its lifetime.
 CServerApp* GetServerApp();
+
+// Stores the frame rectangle and, unless col1 or col2 is -1, the six column widths.
+void SaveWindowPlacement(int left, int top, int right, int bottom, int reserved, int col1,
+                         int col2, int col3, int col4, int col5, int col6);

@@ -24,7 +24,9 @@ ServerHarness::ServerHarness() : port(FreeUdpPort()), app(loop, op, clock), mode
     app.LogFile.clear();
 }
 
-ServerHarness::~ServerHarness() { app.SetView(nullptr); }
+ServerHarness::~ServerHarness() {
+    app.SetView(nullptr);
+}
 
 bool ServerHarness::Start(const std::vector<std::string>& args) {
     std::vector<const char*> argv{"/usr/local/bin/quaylon-test"};

@@ -18,7 +18,7 @@ std::uint16_t FreeUdpPort();
 // The server core in this process on 127.0.0.1, with the client list as its view, a fake
 // operator and a hand-moved clock. InPath and OutPath are temporary directories.
 class ServerHarness {
-public:
+  public:
     ServerHarness();
     ~ServerHarness();
 

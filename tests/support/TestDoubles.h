@@ -12,17 +12,17 @@ class CDecisionBox;
 
 // A clock the test moves by hand, so time-outs need no waiting.
 class ManualClock : public Clock {
-public:
+  public:
     std::int64_t Seconds() const override { return m_now; }
     void Advance(std::int64_t seconds) { m_now += seconds; }
 
-private:
+  private:
     std::int64_t m_now = 1000;
 };
 
 // An operator who answers as the test says and remembers every box.
 class TestOperator : public Operator {
-public:
+  public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
     MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
                                    bool bDontShowAgain) override {

@@ -35,7 +35,9 @@ std::string Wrq(const std::string& file, const std::string& mode,
     return Request(2, file, mode, options);
 }
 
-std::string Ack(std::uint16_t block) { return Word(4) + Word(block); }
+std::string Ack(std::uint16_t block) {
+    return Word(4) + Word(block);
+}
 std::string Data(std::uint16_t block, const std::string& payload) {
     return Word(3) + Word(block) + payload;
 }
@@ -44,16 +46,16 @@ std::string Error(std::uint16_t code, const std::string& text) {
 }
 
 std::uint16_t Opcode(const std::string& packet) {
-    return packet.size() < 2 ? 0
-                             : static_cast<std::uint16_t>(
-                                   (static_cast<unsigned char>(packet[0]) << 8) |
-                                   static_cast<unsigned char>(packet[1]));
+    return packet.size() < 2
+               ? 0
+               : static_cast<std::uint16_t>((static_cast<unsigned char>(packet[0]) << 8) |
+                                            static_cast<unsigned char>(packet[1]));
 }
 std::uint16_t Number(const std::string& packet) {
-    return packet.size() < 4 ? 0
-                             : static_cast<std::uint16_t>(
-                                   (static_cast<unsigned char>(packet[2]) << 8) |
-                                   static_cast<unsigned char>(packet[3]));
+    return packet.size() < 4
+               ? 0
+               : static_cast<std::uint16_t>((static_cast<unsigned char>(packet[2]) << 8) |
+                                            static_cast<unsigned char>(packet[3]));
 }
 std::string Payload(const std::string& packet) {
     return packet.size() < 4 ? std::string() : packet.substr(4);
@@ -96,7 +98,9 @@ TftpPeer::TftpPeer(std::function<void()> pump, const std::string& address)
     inet_pton(AF_INET, "127.0.0.1", &m_last.sin_addr);
 }
 
-TftpPeer::~TftpPeer() { close(m_fd); }
+TftpPeer::~TftpPeer() {
+    close(m_fd);
+}
 
 std::uint16_t TftpPeer::LocalPort() const {
     sockaddr_in local{};

@@ -31,7 +31,7 @@ std::vector<std::pair<std::string, std::string>> OackOptions(const std::string& 
 // A client socket on a loopback address that talks raw packets to a server. Every wait runs
 // the given pump (the server's loop, when it lives in the same process) and is bounded.
 class TftpPeer {
-public:
+  public:
     explicit TftpPeer(std::function<void()> pump, const std::string& address = "127.0.0.1");
     ~TftpPeer();
     TftpPeer(const TftpPeer&) = delete;
@@ -49,7 +49,7 @@ public:
     std::uint16_t LastSenderPort() const { return m_lastSenderPort; }
     std::uint16_t LocalPort() const;
 
-private:
+  private:
     std::function<void()> m_pump;
     int m_fd = -1;
     sockaddr_in m_last{};

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include "app/LongOptions.h"
+#include "support/ServerHarness.h"
+
+namespace {
+void Parse(CServerApp& app, std::vector<const char*> argv) {
+    app.ParseArguments(static_cast<int>(argv.size()), argv.data());
+}
+}  // namespace
+
+TEST(CommandLine, ShortOptionsInEitherCaseAndSign) {
+    ServerHarness h;
+    CServerApp& app = h.app;
+    Parse(app, {"/usr/bin/quaylond", "-a3", "/iin/", "-Oout", "stray", "-Zx"});
+    EXPECT_EQ(app.m_nArgAddress, 3);
+    EXPECT_EQ(app.InPath, "in/");
+    EXPECT_EQ(app.m_bInPathArg, 1);
+    EXPECT_EQ(app.OutPath, "out");
+    EXPECT_EQ(app.m_bOutPathArg, 1);
+    EXPECT_EQ(app.m_AppPath, "/usr/bin/quaylond");
+
+    Parse(app, {"/usr/bin/quaylond", "-A12"});
+    EXPECT_EQ(app.m_nArgAddress, 1) << "only the first character counts";
+    Parse(app, {"/usr/bin/quaylond", "-Ax"});
+    EXPECT_EQ(app.m_nArgAddress, -1);
+    Parse(app, {"/usr/bin/quaylond", "-A"});
+    EXPECT_EQ(app.m_nArgAddress, -1);
+    Parse(app, {"/usr/bin/quaylond", "-I"});
+    EXPECT_EQ(app.InPath, "") << "an empty value is taken as it is";
+}
+
+TEST(CommandLine, RelativeProgramPathGivesWayToTheStoredLocation) {
+    ServerHarness h;
+    h.app.m_StoredLocation = "/opt/q/quaylond";
+    Parse(h.app, {"quaylond"});
+    EXPECT_EQ(h.app.m_AppPath, "/opt/q/quaylond");
+    Parse(h.app, {"/usr/bin/quaylond"});
+    EXPECT_EQ(h.app.m_AppPath, "/usr/bin/quaylond");
+}
+
+TEST(CommandLine, LongOptionsAreTakenOutBeforeShortOnesAreRead) {
+    const char* argv[] = {"quaylond", "--config-dir", "/implicit", "--bind=127.0.0.5",
+                          "--port",   "6969",         "-I/in/"};
+    const LongOptions options = ParseLongOptions(7, argv);
+    ASSERT_EQ(options.error, "");
+    EXPECT_EQ(options.configDir, "/implicit");
+    EXPECT_EQ(options.bindAddress, "127.0.0.5");
+    EXPECT_EQ(options.port, "6969");
+    EXPECT_EQ(options.remaining, (std::vector<std::string>{"quaylond", "-I/in/"}));
+
+    for (std::vector<const char*> bad : {std::vector<const char*>{"q", "--port", "0"},
+                                         {"q", "--port", "70000"},
+                                         {"q", "--bind", "localhost"},
+                                         {"q", "--bind"},
+                                         {"q", "--frobnicate"}}) {
+        EXPECT_NE(ParseLongOptions(static_cast<int>(bad.size()), bad.data()).error, "") << bad[1];
+    }
+}
