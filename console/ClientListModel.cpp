@@ -79,7 +79,10 @@ void CClientListModel::OnClientProgress(std::uint32_t serial, CClientStatus& sta
     if (status.nTotal != 0) {
         const auto percent = static_cast<long long>((100.0 / static_cast<double>(status.nTotal)) *
                                                     static_cast<double>(status.nPosition));
-        cell = "%" + std::to_string(percent) + ", " + std::to_string(status.nPosition);
+        char text[64];
+        std::snprintf(text, sizeof text, "%%%lld, %lld", percent,
+                      static_cast<long long>(status.nPosition));
+        cell = text;
         status.nTotal = 0;
     } else {
         cell = status.text;
