@@ -20,10 +20,13 @@ void CManager::Start() {
     m_bRunning = true;
     m_thread = std::thread([this] {
         m_tid = CurrentThreadId();
+        m_threadStarted.Set();
         m_hFinishEvent->Wait();
         m_bRunning = false;
         m_threadEnded.Set();
     });
+    // The thread's id must stand before anyone sets its priority.
+    m_threadStarted.Wait();
 }
 
 void CManager::CreateSocket(CServerApp& app) {

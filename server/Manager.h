@@ -15,7 +15,7 @@ class CServerApp;
 // The worker of one client: a thread that waits for its finish event and touches nothing else.
 // It gives the client a place in the client table, an end that can be watched, and a priority.
 class CManager {
-public:
+  public:
     CManager();
     ~CManager();
     CManager(const CManager&) = delete;
@@ -38,7 +38,8 @@ public:
     std::unique_ptr<CClientSocket> m_pSocket;
     std::unique_ptr<FinishEvent> m_hFinishEvent;
 
-private:
+  private:
+    FinishEvent m_threadStarted;
     FinishEvent m_threadEnded;
     std::thread m_thread;
     std::atomic<bool> m_bRunning{false};

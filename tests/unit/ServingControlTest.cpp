@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include "platform/Priority.h"
 #include "server/DecisionBox.h"
 #include "server/ListenSocket.h"
+#include "server/Manager.h"
 #include "support/ServerHarness.h"
 
 namespace {
@@ -172,4 +176,40 @@ TEST(ServingControl, APortInUseFailsTheStartWithBothTexts) {
     EXPECT_EQ(second.op.messages[1],
               "Unable to initialise server operations\n\nProgram will now terminate\n\n(Is there "
               "another TFTP Server running ?)");
+}
+
+TEST(ServingControl, PrioritiesFollowTheModeAndTheClientCount) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "raising a priority needs root";
+    }
+    ServerHarness h;
+    ASSERT_TRUE(h.Start());
+    const pid_t self = CurrentThreadId();
+    auto niceOf = [](pid_t tid) { return getpriority(PRIO_PROCESS, static_cast<id_t>(tid)); };
+
+    h.app.nPriority = 0;
+    h.app.ApplyThreadPriorities();
+    EXPECT_EQ(niceOf(self), 1);
+    h.app.nPriority = 4;  // an unset mode changes nothing
+    h.app.ApplyThreadPriorities();
+    EXPECT_EQ(niceOf(self), 1);
+    h.app.nPriority = 2;
+    h.app.ApplyThreadPriorities();
+    EXPECT_EQ(niceOf(self), -1);
+
+    // Automatic: six clients raise every worker, and the main thread runs at normal.
+    h.app.nPriority = 3;
+    std::vector<std::unique_ptr<TftpPeer>> peers;
+    WriteFile(h.out / "f", PatternBytes(2000));
+    for (int i = 0; i < 6; ++i) {
+        peers.push_back(h.NewPeer());
+        ASSERT_TRUE(peers.back()->Exchange(h.port, tftp::Rrq("f")));
+    }
+    h.app.ApplyThreadPriorities();
+    EXPECT_EQ(niceOf(self), 0);
+    for (const auto& worker : h.app.m_pListenSocket->m_ClientList) {
+        EXPECT_EQ(niceOf(worker->ThreadId()), -1);
+    }
+    h.app.nPriority = 1;
+    h.app.ApplyThreadPriorities();
 }
