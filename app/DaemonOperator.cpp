@@ -10,8 +10,9 @@ void DaemonOperator::ShowMessage(const std::string& text, BoxIcon) {
 
 Operator::MultihomedChoice DaemonOperator::ChooseAddress(const std::vector<std::string>& addresses,
                                                          bool) {
-    std::fprintf(stderr, "This host has several addresses; serving on index 0 (choose with -A or "
-                         "--bind):\n");
+    std::fprintf(stderr,
+                 "This host has several addresses; serving on index 0 (choose with -A or "
+                 "--bind):\n");
     for (std::size_t i = 0; i < addresses.size(); ++i) {
         std::fprintf(stderr, "  %zu  %s\n", i, addresses[i].c_str());
     }

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
     {
         CServerApp app(loop, op, clock);
         op.SetApp(&app);
+        app.m_ConfigDir = options.configDir;
         app.m_BindAddress = options.bindAddress;
 
         std::vector<std::string> args = options.remaining;
@@ -92,9 +93,15 @@ int main(int argc, char** argv) {
             signalfd_siginfo info{};
             while (read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
                 switch (info.ssi_signo) {
-                    case SIGUSR1: app.OnStopServing(); break;
-                    case SIGUSR2: app.OnStartServing(); break;
-                    default: loop.Quit(); break;
+                    case SIGUSR1:
+                        app.OnStopServing();
+                        break;
+                    case SIGUSR2:
+                        app.OnStartServing();
+                        break;
+                    default:
+                        loop.Quit();
+                        break;
                 }
             }
         });

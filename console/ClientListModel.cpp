@@ -54,6 +54,9 @@ void CClientListModel::OnClientNew(std::uint32_t serial, CClientStatus& status) 
     row.columns[kClient] = status.text;
     row.columns[kStart] = FormatTime(m_now());
     row.itemData = static_cast<std::intptr_t>(serial);
+    if (m_pObserver != nullptr) {
+        m_pObserver->RowAboutToBeInserted(static_cast<int>(m_rows.size()));
+    }
     m_rows.push_back(std::move(row));
     if (m_pObserver != nullptr) {
         m_pObserver->RowInserted(static_cast<int>(m_rows.size()) - 1, serial);
@@ -135,6 +138,9 @@ void CClientListModel::RemoveOldest(bool& bWriting, const std::string& logFile) 
     if (bWriting && !AppendRowToLog(logFile)) {
         bWriting = false;
     }
+    if (m_pObserver != nullptr) {
+        m_pObserver->RowsAboutToBeRemoved(1);
+    }
     m_rows.erase(m_rows.begin());
     if (m_pObserver != nullptr) {
         m_pObserver->RowsRemoved(1);
@@ -160,7 +166,8 @@ void CClientListModel::ClearRows() {
 
 void CClientListModel::IdleSweep() {
     for (int row = static_cast<int>(m_rows.size()) - 1; row >= 0; --row) {
-        const auto data = static_cast<std::uint32_t>(m_rows[static_cast<std::size_t>(row)].itemData);
+        const auto data =
+            static_cast<std::uint32_t>(m_rows[static_cast<std::size_t>(row)].itemData);
         if (data > 0 && data < 5000) {
             OnClientDone(data, kSwept);
         }

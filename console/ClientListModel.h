@@ -13,12 +13,14 @@ class CServerApp;
 
 // What a window or printer of the client list is told as rows come, change and go.
 class ClientListObserver {
-public:
+  public:
     virtual ~ClientListObserver() = default;
     // serial is the one the status message named; a retired row's key no longer tells it.
+    virtual void RowAboutToBeInserted(int row) { (void)row; }
     virtual void RowInserted(int row, std::uint32_t serial) = 0;
     virtual void RowChanged(int row, std::uint32_t serial) = 0;
-    // Rows 0 to count - 1 have left, the oldest first.
+    // Rows 0 to count - 1 are about to leave, the oldest first; then they have left.
+    virtual void RowsAboutToBeRemoved(int count) { (void)count; }
     virtual void RowsRemoved(int count) = 0;
     // A new client's row has been inserted: the place for the alert box or a repaint.
     virtual void ClientArrived(const std::string& text) { (void)text; }
@@ -29,7 +31,7 @@ public:
 // The client list without drawing: one row per client, its item data both key and state, the
 // row limit, the idle sweep, and the log every row goes to when it leaves.
 class CClientListModel : public CClientView {
-public:
+  public:
     enum Column { kClient, kFile, kStatus, kStart, kFinish, kResult, kColumns };
     // Item data of retired rows.
     static constexpr std::intptr_t kRetired = 0;
@@ -68,7 +70,7 @@ public:
 
     const std::vector<Row>& Rows() const { return m_rows; }
 
-private:
+  private:
     void MakeRoom();
     void IdleSweep();
     // Removes row 0, after its line has gone to the log if writing is still on.

@@ -34,7 +34,7 @@ enum ClientMessage : unsigned {
 
 // The receiver of status messages: the client list. Each call is synchronous.
 class CClientView {
-public:
+  public:
     virtual ~CClientView() = default;
     virtual void OnClientNew(std::uint32_t serial, CClientStatus& status) = 0;
     virtual void OnClientFile(std::uint32_t serial, CClientStatus& status) = 0;

@@ -51,7 +51,7 @@ unsigned char CreatePaths(std::string strFullName) {
     if (first == std::string::npos || first == last) {
         return 1;
     }
-    for (auto pos = strFullName.find('/'); pos != std::string::npos && pos < last;
+    for (auto pos = strFullName.find('/'); pos != std::string::npos && pos <= last;
          pos = strFullName.find('/', pos + 1)) {
         const std::string dir = strFullName.substr(0, pos + 1);
         if (mkdir(dir.c_str(), 0777) != 0 && errno == ENOENT) {

@@ -43,10 +43,15 @@ void AppendOption(std::string& packet, const char* name, long long value) {
 }  // namespace
 
 const char* ErrorText(int nCode) {
-    static const char* const kTexts[] = {
-        "Inconclusive system error", "File not found",         "Access violation",
-        "Disk error",                "Unknown TFTP Operation", "Unknown transfer ID",
-        "File already exists",       "Option negotion failure", "Aborted"};
+    static const char* const kTexts[] = {"Inconclusive system error",
+                                         "File not found",
+                                         "Access violation",
+                                         "Disk error",
+                                         "Unknown TFTP Operation",
+                                         "Unknown transfer ID",
+                                         "File already exists",
+                                         "Option negotion failure",
+                                         "Aborted"};
     return kTexts[std::clamp(nCode, 0, 8)];
 }
 
@@ -304,8 +309,8 @@ void CClientSocket::OnReceive(int nErrorCode) {
         return;
     }
     m_LastPacket = m_app.Time().Seconds();
-    const auto nMax = std::min<std::size_t>(static_cast<std::size_t>(m_nBlockSize) + 4,
-                                            m_pBuffer.size());
+    const auto nMax =
+        std::min<std::size_t>(static_cast<std::size_t>(m_nBlockSize) + 4, m_pBuffer.size());
     m_nLastRecv = ReceiveFrom(m_pBuffer.data(), nMax, m_PeerAddr);
     if (m_nLastRecv < 4 || !m_bActive) {
         // No packet; or the transfer is over and only the tick has still to report it.
@@ -376,8 +381,8 @@ void CClientSocket::HandleData() {
     }
     ++m_nBlock;
     m_nRetries = 0;
-    SendAck();
     if (m_nLastRecv < m_nBlockSize + 4) {
+        // Stored before the last ACK: a client told that the file arrived must not be wrong.
         const bool bStored = m_pFile->Close();
         m_pFile.reset();
         if (!bStored) {
@@ -386,6 +391,7 @@ void CClientSocket::HandleData() {
         }
         m_bActive = 0;
     }
+    SendAck();
 }
 
 void CClientSocket::SendNextBlock() {

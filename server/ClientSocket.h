@@ -15,7 +15,7 @@ class CServerApp;
 // The socket of one admitted client and the state of its transfer. Everything here runs on the
 // main thread.
 class CClientSocket : public CAsyncSocket {
-public:
+  public:
     explicit CClientSocket(CServerApp& app);
     ~CClientSocket() override;
 
@@ -63,7 +63,7 @@ public:
     std::int32_t m_nDupAcks = 0;
     std::int32_t m_nRetries = 0;
 
-private:
+  private:
     // Bytes of the OACK of a read while its ACK 0 is awaited, so that a retry can repeat it
     // without using up file data; empty otherwise.
     std::string m_PendingOack;

@@ -7,7 +7,7 @@ class CServerApp;
 
 // One of the two modeless boxes that ask what to do with clients being served.
 class CDecisionBox {
-public:
+  public:
     enum class Kind { PortChange, StopServing };
 
     CDecisionBox(CServerApp& app, Kind kind) : m_app(app), m_kind(kind) {}
@@ -23,7 +23,7 @@ public:
     void OnOK();
     void OnCancel();
 
-private:
+  private:
     CServerApp& m_app;
     Kind m_kind;
 };

@@ -47,12 +47,18 @@ CListenSocket::~CListenSocket() {
 
 int CListenSocket::ClientLimit(std::uint32_t nMaxClientsPos) {
     switch (nMaxClientsPos) {
-        case 1: return 5;
-        case 2: return 10;
-        case 3: return 15;
-        case 4: return 30;
-        case 5: return 0;
-        default: return 1;
+        case 1:
+            return 5;
+        case 2:
+            return 10;
+        case 3:
+            return 15;
+        case 4:
+            return 30;
+        case 5:
+            return 0;
+        default:
+            return 1;
     }
 }
 
@@ -73,9 +79,8 @@ int CListenSocket::ChooseAddress(const std::vector<std::string>& addresses) {
     if (!choice.bOk) {
         return 0;
     }
-    const int index = choice.nSelected >= 0 && choice.nSelected < static_cast<int>(count)
-                          ? choice.nSelected
-                          : 0;
+    const int index =
+        choice.nSelected >= 0 && choice.nSelected < static_cast<int>(count) ? choice.nSelected : 0;
     if (choice.bDontShowAgain) {
         m_app.bShowMultihomed = 0;
         m_app.nDefAddress = static_cast<std::uint32_t>(index) + 1;
@@ -149,8 +154,8 @@ void CListenSocket::OnReceive(int nErrorCode) {
     if (n < 4) {
         return;
     }
-    const int opcode = (static_cast<unsigned char>(m_Packet[0]) << 8) |
-                       static_cast<unsigned char>(m_Packet[1]);
+    const int opcode =
+        (static_cast<unsigned char>(m_Packet[0]) << 8) | static_cast<unsigned char>(m_Packet[1]);
     if (opcode == 1) {
         if (m_app.bNoOutbound) {
             Refuse(kRefusal, kRefusalLength);

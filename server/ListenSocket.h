@@ -15,7 +15,7 @@ class CServerApp;
 // The server's one well-known UDP socket: it picks the address, runs every first packet through
 // its gates, and owns the client table.
 class CListenSocket : public CAsyncSocket {
-public:
+  public:
     explicit CListenSocket(CServerApp& app);
     ~CListenSocket() override;
 
@@ -34,7 +34,7 @@ public:
     std::int32_t m_nAddressCount = 0;
     std::string m_HostName;
 
-private:
+  private:
     void Refuse(const char* packet, std::size_t length);
     // The index of the address to serve on, or -1 when the operator gave up.
     int ChooseAddress(const std::vector<std::string>& addresses);

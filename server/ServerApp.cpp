@@ -8,7 +8,9 @@ namespace {
 CServerApp* g_pApp = nullptr;
 }  // namespace
 
-CServerApp* GetServerApp() { return g_pApp; }
+CServerApp* GetServerApp() {
+    return g_pApp;
+}
 
 CServerApp::CServerApp(EventLoop& loop, Operator& op, const Clock& clock)
     : m_loop(loop), m_operator(op), m_clock(clock), m_mainThread(CurrentThreadId()) {
@@ -27,12 +29,15 @@ CServerApp::~CServerApp() {
         m_operator.DestroyDecisionBox(*m_pStopServingDlg);
         m_pStopServingDlg.reset();
     }
+    // The only place the settings are written, so a failed start writes them too.
+    SaveSettings();
     if (g_pApp == this) {
         g_pApp = nullptr;
     }
 }
 
 int CServerApp::InitInstance(int argc, const char* const* argv) {
+    LoadSettings();
     ApplyProcessPriority();
     ParseArguments(argc, argv);
     m_pListenSocket = std::make_unique<CListenSocket>(*this);
@@ -52,11 +57,19 @@ void CServerApp::NotifyView(int code, std::int32_t serial) {
     }
     const auto id = static_cast<std::uint32_t>(serial);
     switch (code) {
-        case STATUS_DONE: m_pView->OnClientDone(id, 0); break;
-        case STATUS_NEW_CLIENT: m_pView->OnClientNew(id, m_Status); break;
-        case STATUS_FILE: m_pView->OnClientFile(id, m_Status); break;
+        case STATUS_DONE:
+            m_pView->OnClientDone(id, 0);
+            break;
+        case STATUS_NEW_CLIENT:
+            m_pView->OnClientNew(id, m_Status);
+            break;
+        case STATUS_FILE:
+            m_pView->OnClientFile(id, m_Status);
+            break;
         case STATUS_PROGRESS:
-        case STATUS_RETRY: m_pView->OnClientProgress(id, m_Status); break;
+        case STATUS_RETRY:
+            m_pView->OnClientProgress(id, m_Status);
+            break;
         case STATUS_RESULT:
         case STATUS_ERROR:
             m_Status.bFailed = 0;
@@ -66,7 +79,8 @@ void CServerApp::NotifyView(int code, std::int32_t serial) {
             m_Status.bFailed = 1;
             m_pView->OnClientResult(id, m_Status);
             break;
-        default: break;
+        default:
+            break;
     }
 }
 

@@ -20,7 +20,7 @@ class Operator;
 // The one application object: every setting, the listening socket, the status record and the
 // lock of the client table. Reached from anywhere through GetServerApp().
 class CServerApp {
-public:
+  public:
     CServerApp(EventLoop& loop, Operator& op, const Clock& clock);
     ~CServerApp();
     CServerApp(const CServerApp&) = delete;
@@ -144,7 +144,7 @@ public:
     std::string m_BindAddress;
     std::uint8_t m_bPortArg = 0;
 
-private:
+  private:
     EventLoop& m_loop;
     Operator& m_operator;
     const Clock& m_clock;
@@ -159,5 +159,5 @@ private:
 CServerApp* GetServerApp();
 
 // Stores the frame rectangle and, unless col1 or col2 is -1, the six column widths.
-void SaveWindowPlacement(int left, int top, int right, int bottom, int reserved, int col1,
-                         int col2, int col3, int col4, int col5, int col6);
+void SaveWindowPlacement(int left, int top, int right, int bottom, int reserved, int col1, int col2,
+                         int col3, int col4, int col5, int col6);

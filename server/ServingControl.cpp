@@ -29,7 +29,8 @@ void CServerApp::OnStopServing() {
 void CServerApp::PortChanged() {
     if (m_pListenSocket && ClientCount() != 0) {
         if (!m_pPortChangeDlg) {
-            m_pPortChangeDlg = std::make_unique<CDecisionBox>(*this, CDecisionBox::Kind::PortChange);
+            m_pPortChangeDlg =
+                std::make_unique<CDecisionBox>(*this, CDecisionBox::Kind::PortChange);
         }
         m_operator.ShowDecisionBox(*m_pPortChangeDlg);
         return;
@@ -56,8 +57,9 @@ void CServerApp::ResetListener(bool bRecreate) {
     m_pListenSocket.reset();
     m_pListenSocket = std::make_unique<CListenSocket>(*this);
     if (!m_pListenSocket->StartListening()) {
-        m_operator.ShowMessage("Unable to initialise server operations\n\nProgram will now terminate",
-                               BoxIcon::Information);
+        m_operator.ShowMessage(
+            "Unable to initialise server operations\n\nProgram will now terminate",
+            BoxIcon::Information);
         m_bTerminate = true;
         m_loop.Quit();
         return;
@@ -68,7 +70,9 @@ void CServerApp::ResetListener(bool bRecreate) {
     CloseDecisionBoxes();
 }
 
-void CServerApp::ApplyProcessPriority() { SetProcessHighPriority(bRaisePriority != 0); }
+void CServerApp::ApplyProcessPriority() {
+    SetProcessHighPriority(bRaisePriority != 0);
+}
 
 void CServerApp::ApplyThreadPriorities() {
     const int count = ClientCount();

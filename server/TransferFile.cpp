@@ -21,7 +21,9 @@ TransferFile::TransferFile(std::FILE* file, Mode mode, std::int64_t length)
     std::setvbuf(m_file, m_ioBuffer, _IOFBF, sizeof m_ioBuffer);
 }
 
-TransferFile::~TransferFile() { Close(); }
+TransferFile::~TransferFile() {
+    Close();
+}
 
 bool TransferFile::Close() {
     if (m_file == nullptr) {

@@ -8,7 +8,7 @@
 // The open file of a transfer: a binary stream, or a netascii text stream that turns each LF
 // of the file into CR LF and a bare CR into CR NUL on the wire, and back on a write.
 class TransferFile {
-public:
+  public:
     enum class Mode { ReadBinary, WriteBinary, ReadText, WriteText };
 
     // Null if the file cannot be opened. A write replaces an existing file.
@@ -29,7 +29,7 @@ public:
     // Flushes and closes; false if anything written could not be stored.
     bool Close();
 
-private:
+  private:
     TransferFile(std::FILE* file, Mode mode, std::int64_t length);
     int ReadText(char* buffer, int count);
     int WriteText(const char* buffer, int count);

@@ -18,7 +18,9 @@ std::uint16_t FreeUdpPort() {
 
 ServerHarness::ServerHarness() : port(FreeUdpPort()), app(loop, op, clock), model(app) {
     app.m_BindAddress = "127.0.0.1";
+    app.m_ConfigDir = config.Path();
     app.Port = std::to_string(port);
+    app.m_bPortArg = 1;
     app.InPath = in.Dir();
     app.OutPath = out.Dir();
     app.LogFile.clear();

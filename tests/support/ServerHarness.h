@@ -38,6 +38,7 @@ class ServerHarness {
     std::uint16_t port;
     TempDir in;
     TempDir out;
+    TempDir config;
     EpollLoop loop;
     TestOperator op;
     ManualClock clock;

@@ -9,6 +9,7 @@ using M = CClientListModel;
 // A model on an app that never listens: rows come from status messages sent by hand.
 struct ListFixture : ::testing::Test {
     ListFixture() : app(loop, op, clock), model(app) {
+        app.m_ConfigDir = dir / "config";
         app.LogFile = dir / "q.log";
         model.SetTimeSource([] { return std::time_t{1700000000}; });
         app.SetView(&model);

@@ -1,0 +1,37 @@
+#include "console/qt/DecisionDlg.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "server/DecisionBox.h"
+
+CDecisionDlg::CDecisionDlg(CDecisionBox& box, QWidget* parent)
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint), m_box(box) {
+    setWindowTitle(CDecisionBox::Caption());
+    setModal(false);
+    auto* layout = new QVBoxLayout(this);
+    for (const std::string& text : box.Texts()) {
+        auto* label = new QLabel(QString::fromStdString(text), this);
+        label->setWordWrap(true);
+        layout->addWidget(label);
+    }
+    auto* buttons = new QDialogButtonBox(this);
+    QPushButton* drop = buttons->addButton(CDecisionBox::OkText(), QDialogButtonBox::AcceptRole);
+    buttons->addButton(CDecisionBox::CancelText(), QDialogButtonBox::RejectRole);
+    drop->setDefault(true);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    layout->addWidget(buttons);
+    setFixedWidth(440);
+}
+
+// Either answer may destroy this window: nothing of it is touched afterwards.
+void CDecisionDlg::accept() {
+    m_box.OnOK();
+}
+
+void CDecisionDlg::reject() {
+    m_box.OnCancel();
+}

@@ -1,0 +1,233 @@
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "server/ServerApp.h"
+#include "settings/ConfigFiles.h"
+#include "settings/RegistryFile.h"
+
+namespace {
+
+constexpr char kHive[] = "HKEY_CURRENT_USER";
+constexpr char kKey[] = "Software\\Orrelin\\Quaylon";
+
+// What a reader's 1000-byte buffer holds with the terminator.
+constexpr std::size_t kMaxText = 999;
+// bNoIncoming with the three inverted flags: what a key without bDelete reads as.
+constexpr std::uint32_t kMissingFlags = 0x2000;
+constexpr std::uint32_t kMissingPriority = 255;
+constexpr std::uint32_t kMissingDefAddress = 255;
+
+constexpr int kDefaultWidths[6] = {150, 120, 80, 90, 90, 110};
+
+struct FlagBit {
+    std::uint32_t bit;
+    bool bInverted;  // the bit is set when the member is 0
+    std::variant<std::uint32_t CServerApp::*, std::uint8_t CServerApp::*> member;
+};
+
+// The on/off options packed into the word bDelete.
+const FlagBit kFlagBits[] = {
+    {0x00000002, false, &CServerApp::bShowAlert},
+    {0x00000004, false, &CServerApp::bAllowTsize},
+    {0x00000008, false, &CServerApp::bAllowTimeout},
+    {0x00000010, false, &CServerApp::bNoSplash},
+    {0x00000020, false, &CServerApp::bRaisePriority},
+    {0x00000040, false, &CServerApp::bUseGraphic},
+    {0x00000080, false, &CServerApp::bMinimizeAtStartup},
+    {0x00000100, true, &CServerApp::bShowMultihomed},
+    {0x00000200, true, &CServerApp::bPreventAutoRestart},
+    {0x00000400, true, &CServerApp::bOutboundPaths},
+    {0x00001000, false, &CServerApp::bNoOutbound},
+    {0x00002000, false, &CServerApp::bNoIncoming},
+    {0x00004000, false, &CServerApp::bUseTaskbar},
+    {0x00008000, false, &CServerApp::bSkipRetry},
+    {0x00010000, false, &CServerApp::bInboundPaths},
+    {0x00020000, false, &CServerApp::bCreatePaths},
+    {0x00040000, false, &CServerApp::bRenameDuplicate},
+    {0x00080000, false, &CServerApp::bRenameExisting},
+    {0x00100000, false, &CServerApp::bRejectDuplicate},
+    {0x00200000, false, &CServerApp::bDeleteAfterSend},
+};
+
+std::string StorePath(const std::string& configDir) {
+    if (!configDir.empty()) {
+        return configDir + "/registry.reg";
+    }
+    const std::string home = ConfigHome();
+    return home.empty() ? "" : home + "/Orrelin/registry.reg";
+}
+
+std::optional<std::string> ReadText(const RegistryFile& store, const char* name) {
+    std::optional<std::string> text = store.ReadText(kKey, name);
+    if (text && text->size() > kMaxText) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+void UnpackFlags(CServerApp& app, std::uint32_t word) {
+    for (const FlagBit& flag : kFlagBits) {
+        const bool bSet = (word & flag.bit) != 0;
+        std::visit([&](auto member) { app.*member = bSet != flag.bInverted ? 1 : 0; }, flag.member);
+    }
+}
+
+std::uint32_t PackFlags(const CServerApp& app) {
+    std::uint32_t word = 0;
+    for (const FlagBit& flag : kFlagBits) {
+        const bool bOn = std::visit([&](auto member) { return app.*member != 0; }, flag.member);
+        if (bOn != flag.bInverted) {
+            word |= flag.bit;
+        }
+    }
+    return word;
+}
+
+}  // namespace
+
+void CServerApp::LoadSettings() {
+    // A --port given for this run has already been set and must outlive the stored one.
+    if (!m_bPortArg) {
+        Port = "69";
+    }
+    Timeout = "30";
+    nDefAddress = kMissingDefAddress;
+    m_StoredLocation.clear();
+
+    const RegistryFile store(StorePath(m_ConfigDir), kHive);
+    if (!store.KeyExists(kKey)) {
+        return;
+    }
+    UnpackFlags(*this, store.ReadDword(kKey, "bDelete").value_or(kMissingFlags));
+
+    if (auto text = ReadText(store, "InPath")) {
+        InPath = *text;
+    }
+    if (auto text = ReadText(store, "Location")) {
+        m_StoredLocation = *text;
+    }
+    if (auto text = ReadText(store, "OutPath")) {
+        OutPath = *text;
+    }
+    if (!m_bPortArg) {
+        Port = ReadText(store, "Port").value_or("69");
+    }
+    if (auto text = ReadText(store, "Timeout")) {
+        Timeout = *text;
+    }
+    if (auto text = ReadText(store, "ForceFile")) {
+        ForceFile = *text;
+    }
+    if (auto text = ReadText(store, "SysLogData")) {
+        SysLogData = *text;
+    }
+    if (auto text = ReadText(store, "ADData")) {
+        ADData = *text;
+    }
+
+    SysLogFlags = store.ReadDword(kKey, "SysLogFlags").value_or(0);
+    IcmpFlags = store.ReadDword(kKey, "IcmpFlags").value_or(0);
+    bForce = store.ReadDword(kKey, "bForce").value_or(0);
+    bAllow = store.ReadDword(kKey, "bAllow").value_or(0);
+    bDeny = store.ReadDword(kKey, "bDeny").value_or(0);
+    bDisplay = store.ReadDword(kKey, "bDisplay").value_or(0);
+    nDefAddress = store.ReadDword(kKey, "nDefAddress").value_or(kMissingDefAddress);
+
+    if (auto sliders = store.ReadDword(kKey, "nSliders")) {
+        nMaxClientsPos = *sliders & 0x0F;
+        nMaxDisplayPos = (*sliders >> 4) & 0x0F;
+    }
+    nPriority = store.ReadDword(kKey, "nPriority").value_or(kMissingPriority);
+    if (auto text = ReadText(store, "Logfile")) {
+        LogFile = *text;
+    }
+}
+
+void CServerApp::SaveSettings() {
+    RegistryFile store(StorePath(m_ConfigDir), kHive);
+    store.WriteText(kKey, "Location", m_AppPath);
+    // Directories and a port given for one run leave the stored ones in place.
+    if (!m_bInPathArg) {
+        store.WriteText(kKey, "InPath", InPath);
+    }
+    if (!m_bOutPathArg) {
+        store.WriteText(kKey, "OutPath", OutPath);
+    }
+    if (!m_bPortArg) {
+        store.WriteText(kKey, "Port", Port);
+    }
+    store.WriteText(kKey, "Timeout", Timeout);
+    store.WriteText(kKey, "ForceFile", ForceFile);
+    store.WriteText(kKey, "SysLogData", SysLogData);
+    store.WriteText(kKey, "ADData", ADData);
+    store.WriteDword(kKey, "SysLogFlags", SysLogFlags);
+    store.WriteDword(kKey, "IcmpFlags", IcmpFlags);
+    store.WriteDword(kKey, "bForce", bForce);
+    store.WriteDword(kKey, "bAllow", bAllow);
+    store.WriteDword(kKey, "bDeny", bDeny);
+    store.WriteDword(kKey, "bDisplay", bDisplay);
+    store.WriteDword(kKey, "bDelete", PackFlags(*this));
+    store.WriteDword(kKey, "nDefAddress", nDefAddress);
+    store.WriteDword(kKey, "nSliders", nMaxDisplayPos * 16 + nMaxClientsPos);
+    store.WriteDword(kKey, "nPriority", nPriority);
+    store.WriteText(kKey, "LogFile", LogFile);
+    store.Commit();
+}
+
+int CServerApp::LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int* pCol1, int* pCol2,
+                                    int* pCol3, int* pCol4, int* pCol5, int* pCol6) {
+    int* const widths[6] = {pCol1, pCol2, pCol3, pCol4, pCol5, pCol6};
+    for (int i = 0; i < 6; ++i) {
+        *widths[i] = kDefaultWidths[i];
+    }
+    int result = 0;
+    const RegistryFile store(StorePath(m_ConfigDir), kHive);
+    const std::optional<std::uint32_t> left =
+        store.KeyExists(kKey) ? store.ReadDword(kKey, "WinLeft") : std::nullopt;
+    if (left) {
+        // A missing side repeats the one read before it, as one reused variable would.
+        std::uint32_t value = *left;
+        rect[0] = static_cast<int>(value);
+        const char* const sides[3] = {"WinTop", "WinRight", "WinBottom"};
+        for (int i = 0; i < 3; ++i) {
+            value = store.ReadDword(kKey, sides[i]).value_or(value);
+            rect[i + 1] = static_cast<int>(value);
+        }
+        result = 1;
+
+        const std::optional<std::uint32_t> col1 = store.ReadDword(kKey, "Col1");
+        const std::int64_t width = std::int64_t{rect[2]} - rect[0];
+        if (col1 && static_cast<std::int32_t>(*col1) < width) {
+            value = *col1;
+            *widths[0] = static_cast<int>(value);
+            const char* const cols[5] = {"Col2", "Col3", "Col4", "Col5", "Col6"};
+            for (int i = 0; i < 5; ++i) {
+                value = store.ReadDword(kKey, cols[i]).value_or(value);
+                *widths[i + 1] = static_cast<int>(value);
+            }
+        }
+    }
+    *pbMinimized = bMinimizeAtStartup;
+    return result;
+}
+
+void SaveWindowPlacement(int left, int top, int right, int bottom, int /*reserved*/, int col1,
+                         int col2, int col3, int col4, int col5, int col6) {
+    const CServerApp* app = GetServerApp();
+    RegistryFile store(StorePath(app != nullptr ? app->m_ConfigDir : ""), kHive);
+    store.WriteDword(kKey, "WinLeft", static_cast<std::uint32_t>(left));
+    store.WriteDword(kKey, "WinTop", static_cast<std::uint32_t>(top));
+    store.WriteDword(kKey, "WinRight", static_cast<std::uint32_t>(right));
+    store.WriteDword(kKey, "WinBottom", static_cast<std::uint32_t>(bottom));
+    // The end of a session passes -1: the widths of the last normal close stay.
+    if (col1 != -1 && col2 != -1) {
+        const int widths[6] = {col1, col2, col3, col4, col5, col6};
+        for (int i = 0; i < 6; ++i) {
+            store.WriteDword(kKey, "Col" + std::to_string(i + 1),
+                             static_cast<std::uint32_t>(widths[i]));
+        }
+    }
+    store.Commit();
+}
