@@ -10,10 +10,12 @@
 
 namespace {
 
-bool IsRealFileSystem(const std::string& fsType, const std::string& source) {
+// Disks, network shares and the root, whatever it stands on (a container's overlay too).
+bool IsRealFileSystem(const std::string& fsType, const std::string& source,
+                      const std::string& mountPoint) {
     static const std::set<std::string> kNetwork = {"nfs",   "nfs4",       "cifs", "smb3",
                                                    "smbfs", "fuse.sshfs", "9p"};
-    return source.rfind("/dev/", 0) == 0 || kNetwork.count(fsType) != 0;
+    return mountPoint == "/" || source.rfind("/dev/", 0) == 0 || kNetwork.count(fsType) != 0;
 }
 
 }  // namespace
@@ -30,7 +32,7 @@ std::vector<Volume> MountedVolumes() {
         while (fields >> token && token != "-") {
         }
         fields >> fsType >> source;
-        if (!IsRealFileSystem(fsType, source) || !seen.insert(mountPoint).second) {
+        if (!IsRealFileSystem(fsType, source, mountPoint) || !seen.insert(mountPoint).second) {
             continue;
         }
         if (mountPoint.back() != '/') {

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QColor>
+#include <QImage>
+#include <QString>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "console/qt/MainFrame.h"
+#include "console/qt/NewView.h"
+#include "console/qt/QtEventLoop.h"
+#include "console/qt/QtOperator.h"
+#include "server/ServerApp.h"
+#include "support/ServerHarness.h"
+#include "support/TempDir.h"
+#include "support/TestDoubles.h"
+#include "support/TftpPeer.h"
+
+class QWidget;
+
+// The operator at the window, except that message boxes are noted instead of waiting for a
+// click: the decision boxes and dialogs stay the real ones.
+class RecordingOperator : public QtOperator {
+  public:
+    void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
+    std::vector<std::string> messages;
+};
+
+// The real server on 127.0.0.1 on Qt's loop, with the real main window. The settings store,
+// the log and both directories are temporary; the clock moves by hand.
+class GuiServer {
+  public:
+    GuiServer();
+    ~GuiServer();
+
+    // InitInstance, then the main window, shown.
+    bool Start();
+    // Runs what Qt has ready, deferred deletions included.
+    void Pump();
+    std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1");
+    // A read that has had its first block and will never acknowledge it.
+    std::unique_ptr<TftpPeer> HangingRead();
+    // The view's tick after the clock has passed every time-out.
+    void ExpireAndTick();
+
+    CNewView& View() const { return *frame->View(); }
+    ClientListItemModel& Model() const { return frame->View()->ItemModel(); }
+    // A new row through the road the server core uses.
+    void NewClient(std::uint32_t serial, const std::string& text);
+
+    std::uint16_t port;
+    TempDir config;
+    TempDir in;
+    TempDir out;
+    TempDir logDir;
+    QtEventLoop loop;
+    RecordingOperator op;
+    ManualClock clock;
+    CServerApp app;
+    std::unique_ptr<CMainFrame> frame;
+};
+
+// Pumps until done() holds, at most timeoutMs; the last answer of done().
+bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000);
+
+// Runs act() as soon as the next modal dialog has opened, then lets exec() continue. The
+// dialog is closed with reject() if act() left it open, so a failing test never hangs.
+void WhenModalOpens(std::function<void(QWidget*)> act);
+
+// Pixel colour without the alpha byte.
+QColor PixelAt(const QImage& image, int x, int y);
