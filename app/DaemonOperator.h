@@ -9,7 +9,7 @@ class CServerApp;
 // The daemon has no boxes: it prints their text to standard error and takes the answer that
 // leaves the service running.
 class DaemonOperator : public Operator {
-public:
+  public:
     void SetApp(CServerApp* pApp) { m_pApp = pApp; }
 
     void ShowMessage(const std::string& text, BoxIcon icon) override;
@@ -19,6 +19,6 @@ public:
     void ShowDecisionBox(CDecisionBox& box) override;
     void DestroyDecisionBox(CDecisionBox& box) override;
 
-private:
+  private:
     CServerApp* m_pApp = nullptr;
 };

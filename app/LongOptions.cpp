@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstring>
+
+#include "server/ServerApp.h"
 
 const char kVersion[] = "Quaylon V3.80";
 
@@ -81,4 +84,37 @@ std::string ProgramPath(const char* argv0) {
     }
     path[n] = '\0';
     return path;
+}
+
+std::optional<int> AnswerWithoutServing(const LongOptions& options, const char* program) {
+    if (!options.error.empty()) {
+        std::fprintf(stderr, "%s: %s\n", program, options.error.c_str());
+        std::fprintf(stderr, kUsage, program);
+        return 2;
+    }
+    if (options.bHelp) {
+        std::printf(kUsage, program);
+        return 0;
+    }
+    if (options.bVersion) {
+        std::printf("%s\n", kVersion);
+        return 0;
+    }
+    return std::nullopt;
+}
+
+int StartServer(CServerApp& app, const LongOptions& options, const char* argv0) {
+    app.m_ConfigDir = options.configDir;
+    app.m_BindAddress = options.bindAddress;
+    if (options.port) {
+        app.Port = *options.port;
+        app.m_bPortArg = 1;
+    }
+    std::vector<std::string> args = options.remaining;
+    args[0] = ProgramPath(argv0);
+    std::vector<const char*> argPointers;
+    for (const std::string& arg : args) {
+        argPointers.push_back(arg.c_str());
+    }
+    return app.InitInstance(static_cast<int>(argPointers.size()), argPointers.data());
 }

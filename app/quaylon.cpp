@@ -16,6 +16,7 @@
 #include "console/qt/QtOperator.h"
 #include "console/qt/SplashWnd.h"
 #include "platform/Clock.h"
+#include "platform/SignalDescriptor.h"
 #include "server/ServerApp.h"
 
 namespace {
@@ -28,35 +29,15 @@ class SplashFilter : public QObject {
     }
 };
 
-int OpenSignalDescriptor() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    return signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     const LongOptions options = ParseLongOptions(argc, argv);
-    if (!options.error.empty()) {
-        std::fprintf(stderr, "quaylon: %s\n", options.error.c_str());
-        std::fprintf(stderr, kUsage, "quaylon");
-        return 2;
-    }
-    if (options.bHelp) {
-        std::printf(kUsage, "quaylon");
-        return 0;
-    }
-    if (options.bVersion) {
-        std::printf("%s\n", kVersion);
-        return 0;
+    if (const auto answered = AnswerWithoutServing(options, "quaylon")) {
+        return *answered;
     }
 
-    const int signalFd = OpenSignalDescriptor();
+    const int signalFd = OpenSignalDescriptor({SIGTERM, SIGINT});
     int qtArgc = 1;
     char* qtArgv[] = {argv[0], nullptr};
     QApplication qapp(qtArgc, qtArgv);
@@ -68,19 +49,7 @@ int main(int argc, char** argv) {
     int status = 0;
     {
         CServerApp app(loop, op, clock);
-        app.m_ConfigDir = options.configDir;
-        app.m_BindAddress = options.bindAddress;
-        if (options.port) {
-            app.Port = *options.port;
-            app.m_bPortArg = 1;
-        }
-        std::vector<std::string> args = options.remaining;
-        args[0] = ProgramPath(argv[0]);
-        std::vector<const char*> argPointers;
-        for (const std::string& arg : args) {
-            argPointers.push_back(arg.c_str());
-        }
-        if (!app.InitInstance(static_cast<int>(argPointers.size()), argPointers.data())) {
+        if (!StartServer(app, options, argv[0])) {
             return 1;
         }
 

@@ -12,6 +12,7 @@
 #include "console/ClientListModel.h"
 #include "platform/Clock.h"
 #include "platform/EpollLoop.h"
+#include "platform/SignalDescriptor.h"
 #include "server/ServerApp.h"
 
 namespace {
@@ -19,37 +20,15 @@ namespace {
 constexpr int kTickMs = 5000;
 constexpr int kFlushMs = 500;
 
-// Signals arrive through a descriptor, so they are handled on the loop like everything else.
-int OpenSignalDescriptor() {
-    sigset_t set;
-    sigemptyset(&set);
-    for (int sig : {SIGTERM, SIGINT, SIGUSR1, SIGUSR2}) {
-        sigaddset(&set, sig);
-    }
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    return signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     const LongOptions options = ParseLongOptions(argc, argv);
-    if (!options.error.empty()) {
-        std::fprintf(stderr, "quaylond: %s\n", options.error.c_str());
-        std::fprintf(stderr, kUsage, "quaylond");
-        return 2;
-    }
-    if (options.bHelp) {
-        std::printf(kUsage, "quaylond");
-        return 0;
-    }
-    if (options.bVersion) {
-        std::printf("%s\n", kVersion);
-        return 0;
+    if (const auto answered = AnswerWithoutServing(options, "quaylond")) {
+        return *answered;
     }
 
-    const int signals = OpenSignalDescriptor();
+    const int signals = OpenSignalDescriptor({SIGTERM, SIGINT, SIGUSR1, SIGUSR2});
     EpollLoop loop;
     SystemClock clock;
     DaemonOperator op;
@@ -57,23 +36,9 @@ int main(int argc, char** argv) {
     {
         CServerApp app(loop, op, clock);
         op.SetApp(&app);
-        app.m_ConfigDir = options.configDir;
-        app.m_BindAddress = options.bindAddress;
-
-        std::vector<std::string> args = options.remaining;
-        args[0] = ProgramPath(argv[0]);
-        std::vector<const char*> argPointers;
-        for (const std::string& arg : args) {
-            argPointers.push_back(arg.c_str());
-        }
-        if (options.port) {
-            app.Port = *options.port;
-            app.m_bPortArg = 1;
-        }
-
         CClientListModel model(app);
         StatusPrinter printer(model, stdout);
-        if (!app.InitInstance(static_cast<int>(argPointers.size()), argPointers.data())) {
+        if (!StartServer(app, options, argv[0])) {
             return 1;
         }
         app.SetView(&model);
