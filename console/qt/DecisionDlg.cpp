@@ -15,6 +15,7 @@ CDecisionDlg::CDecisionDlg(CDecisionBox& box, QWidget* parent)
     for (const std::string& text : box.Texts()) {
         auto* label = new QLabel(QString::fromStdString(text), this);
         label->setWordWrap(true);
+        label->setFixedWidth(420);  // wrapped at a known width, so the box fits its height
         layout->addWidget(label);
     }
     auto* buttons = new QDialogButtonBox(this);
@@ -24,7 +25,7 @@ CDecisionDlg::CDecisionDlg(CDecisionBox& box, QWidget* parent)
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     layout->addWidget(buttons);
-    setFixedWidth(440);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 // Either answer may destroy this window: nothing of it is touched afterwards.

@@ -31,7 +31,11 @@ CListenAddressDlg::CListenAddressDlg(QWidget* parent) : QDialog(parent) {
     layout->addLayout(form);
     layout->addWidget(below);
     layout->addWidget(buttons);
-    setFixedWidth(460);
+    // Wrapped texts take the height their width needs, and the box fits them.
+    for (QLabel* label : {above, below}) {
+        label->setFixedWidth(440);
+    }
+    layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 void CListenAddressDlg::accept() {
