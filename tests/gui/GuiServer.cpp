@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QDialog>
-#include <QElapsedTimer>
-#include <QPointer>
-#include <QThread>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QTimer>
 
 GuiServer::GuiServer() : port(FreeUdpPort()), app(loop, op, clock) {
@@ -52,15 +49,7 @@ std::unique_ptr<TftpPeer> GuiServer::NewPeer(const std::string& address) {
 std::unique_ptr<TftpPeer> GuiServer::HangingRead() {
     WriteFile(out / "hang.bin", PatternBytes(5000));
     auto peer = NewPeer();
-    if (!peer->Exchange(port, tftp::Rrq("hang.bin"))) {
-        return nullptr;
-    }
-    return peer;
-}
-
-void GuiServer::ExpireAndTick() {
-    clock.Advance(31);
-    View().OnTimer();
+    return peer->Exchange(port, tftp::Rrq("hang.bin")) ? std::move(peer) : nullptr;
 }
 
 void GuiServer::NewClient(std::uint32_t serial, const std::string& text) {
@@ -69,44 +58,12 @@ void GuiServer::NewClient(std::uint32_t serial, const std::string& text) {
 }
 
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > timeoutMs) {
-            return done();
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    const QDeadlineTimer deadline(timeoutMs);
+    QTimer wake;  // ends each wait below soon, so the deadline is seen
+    wake.start(10);
+    while (!done() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QThread::msleep(5);
     }
-    return true;
-}
-
-void WhenModalOpens(std::function<void(QWidget*)> act) {
-    // Polls from inside the dialog's own loop; gives up after a few seconds.
-    auto* poll = new QTimer();
-    auto tries = std::make_shared<int>(0);
-    QObject::connect(poll, &QTimer::timeout, [poll, tries, act = std::move(act)] {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (modal == nullptr && ++*tries < 300) {
-            return;
-        }
-        poll->stop();
-        poll->deleteLater();
-        if (modal == nullptr) {
-            return;
-        }
-        QPointer<QWidget> guard(modal);
-        act(modal);
-        if (guard && guard->isVisible()) {
-            if (auto* dialog = qobject_cast<QDialog*>(guard.data())) {
-                dialog->reject();
-            }
-        }
-    });
-    poll->start(10);
-}
-
-QColor PixelAt(const QImage& image, int x, int y) {
-    return QColor(image.pixel(x, y)).toRgb();
+    return done();
 }

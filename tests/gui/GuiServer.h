@@ -1,8 +1,5 @@
 #pragma once
 
-#include <QColor>
-#include <QImage>
-#include <QString>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,8 +15,6 @@
 #include "support/TempDir.h"
 #include "support/TestDoubles.h"
 #include "support/TftpPeer.h"
-
-class QWidget;
 
 // The operator at the window, except that message boxes are noted instead of waiting for a
 // click: the decision boxes and dialogs stay the real ones.
@@ -43,13 +38,11 @@ class GuiServer {
     std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1");
     // A read that has had its first block and will never acknowledge it.
     std::unique_ptr<TftpPeer> HangingRead();
-    // The view's tick after the clock has passed every time-out.
-    void ExpireAndTick();
+    // A new row through the road the server core uses.
+    void NewClient(std::uint32_t serial, const std::string& text);
 
     CNewView& View() const { return *frame->View(); }
     ClientListItemModel& Model() const { return frame->View()->ItemModel(); }
-    // A new row through the road the server core uses.
-    void NewClient(std::uint32_t serial, const std::string& text);
 
     std::uint16_t port;
     TempDir config;
@@ -65,10 +58,3 @@ class GuiServer {
 
 // Pumps until done() holds, at most timeoutMs; the last answer of done().
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000);
-
-// Runs act() as soon as the next modal dialog has opened, then lets exec() continue. The
-// dialog is closed with reject() if act() left it open, so a failing test never hangs.
-void WhenModalOpens(std::function<void(QWidget*)> act);
-
-// Pixel colour without the alpha byte.
-QColor PixelAt(const QImage& image, int x, int y);

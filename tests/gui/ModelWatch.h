@@ -3,7 +3,6 @@
 #include <QAbstractItemModel>
 #include <QColor>
 #include <QObject>
-#include <QString>
 
 #include "console/ClientListModel.h"
 #include "console/qt/ClientListItemModel.h"
@@ -20,19 +19,13 @@ class ModelWatch {
             [this](const QModelIndex&, int first, int last) { removed += last - first + 1; });
         QObject::connect(&model, &QAbstractItemModel::modelReset, &m_context, [this] { ++resets; });
         QObject::connect(&model, &QAbstractItemModel::dataChanged, &m_context,
-                         [this](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
-                             ++changes;
-                             firstChanged = topLeft.row();
-                             lastChanged = bottomRight.row();
-                         });
+                         [this] { ++changes; });
     }
 
     int inserted = 0;
     int removed = 0;
     int resets = 0;
     int changes = 0;
-    int firstChanged = -1;
-    int lastChanged = -1;
 
   private:
     QObject m_context;
@@ -44,10 +37,6 @@ inline QString Cell(const ClientListItemModel& model, int row, int column) {
 
 inline QColor RowColour(const ClientListItemModel& model, int row, int column = 0) {
     return model.data(model.index(row, column), Qt::ForegroundRole).value<QColor>();
-}
-
-inline qlonglong RowKey(const ClientListItemModel& model, int row) {
-    return model.data(model.index(row, 0), ClientListItemModel::kItemDataRole).toLongLong();
 }
 
 inline const QColor kBlue(0, 0, 255);

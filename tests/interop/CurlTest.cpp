@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include "interop/DaemonProcess.h"
 
 namespace {
-
-// curl's exit status for a TFTP "File not found".
-constexpr int kCurlTftpNotFound = 68;
 
 ClientResult Curl(const std::vector<std::string>& flags, const std::vector<std::string>& args) {
     std::vector<std::string> argv{"curl", "-sS"};
@@ -33,29 +28,16 @@ class CurlTransfers : public testing::TestWithParam<CurlVariant> {};
 
 TEST_P(CurlTransfers, FilesAroundTheBlockSizeSurviveBothDirectionsAndMissingOnesFail) {
     ServingDaemon d;
-    ASSERT_TRUE(d.Serving()) << d.Process().Stderr();
-    const CurlVariant& variant = GetParam();
-    unsigned seed = 1;
-    for (const auto& [name, size] : BoundarySizes(variant.blksize)) {
-        SCOPED_TRACE(name);
-        const std::string bytes = PatternBytes(size, seed++);
-        WriteFile(d.out / name, bytes);
-        if (size != 0 || variant.bFetchesEmptyFiles) {
-            const ClientResult get = Curl(variant.flags, {"-o", d.scratch / name, d.Url(name)});
-            EXPECT_EQ(get.status, 0) << get.err;
-            EXPECT_TRUE(FileHolds(d.scratch / name, bytes));
-        }
-
-        const std::string source = d.scratch / ("source-" + name);
-        WriteFile(source, bytes);
-        const ClientResult put = Curl(variant.flags, {"-T", source, d.Url("up-" + name)});
-        EXPECT_EQ(put.status, 0) << put.err;
-        WaitForFileSize(d.in / ("up-" + name), size);
-        EXPECT_TRUE(FileHolds(d.in / ("up-" + name), bytes));
-    }
-    const ClientResult missing =
-        Curl(variant.flags, {"-o", d.scratch / "none.bin", d.Url("none.bin")});
-    EXPECT_EQ(missing.status, kCurlTftpNotFound) << missing.err;
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    const CurlVariant& v = GetParam();
+    ExpectRoundTrips(
+        d, v.blksize,
+        [&](bool bGet, const std::string& remote, const std::string& local) {
+            return Curl(v.flags, {bGet ? "-o" : "-T", local, d.Url(remote)});
+        },
+        v.bFetchesEmptyFiles);
+    const ClientResult missing = Curl(v.flags, {"-o", d.scratch / "none", d.Url("none")});
+    EXPECT_EQ(missing.status, 68) << "curl's status for File not found; " << missing.err;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -68,51 +50,34 @@ INSTANTIATE_TEST_SUITE_P(
 // Over 65535 blocks of 512 bytes, so the block number wraps in both directions.
 TEST(Curl, FileOverThirtyTwoMebibytesWrapsTheBlockNumber) {
     ServingDaemon d;
-    ASSERT_TRUE(d.Serving()) << d.Process().Stderr();
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
     const std::string bytes = PatternBytes(32 * 1024 * 1024 + 1000, 7);
     WriteFile(d.out / "big.bin", bytes);
     const ClientResult get =
         Curl({"--tftp-no-options"}, {"-o", d.scratch / "big.bin", d.Url("big.bin")});
     EXPECT_EQ(get.status, 0) << get.err;
     EXPECT_TRUE(FileHolds(d.scratch / "big.bin", bytes));
-
-    const std::string source = d.scratch / "source.bin";
-    WriteFile(source, bytes);
-    const ClientResult put = Curl({"--tftp-no-options"}, {"-T", source, d.Url("big-up.bin")});
+    const ClientResult put = Curl({"--tftp-no-options"}, {"-T", d.out / "big.bin", d.Url("up")});
     EXPECT_EQ(put.status, 0) << put.err;
-    WaitForFileSize(d.in / "big-up.bin", bytes.size());
-    EXPECT_TRUE(FileHolds(d.in / "big-up.bin", bytes));
+    EXPECT_TRUE(FileHolds(d.in / "up", bytes));
 }
 
-// Each client has a port of its own; transfers running side by side must not mix.
+// Each transfer has a port of its own; transfers running side by side must not mix.
 TEST(Curl, ClientsRunningAtOnceEachGetTheirOwnFile) {
     ServingDaemon d;
-    ASSERT_TRUE(d.Serving()) << d.Process().Stderr();
-    constexpr int kClients = 6;
-    std::vector<std::string> contents;
-    std::vector<std::unique_ptr<Client>> clients;
-    for (int i = 0; i < kClients; ++i) {
-        const std::string name = "file" + std::to_string(i) + ".bin";
-        contents.push_back(PatternBytes(1024 * 1024 + 100 * static_cast<std::size_t>(i),
-                                        static_cast<unsigned>(i + 10)));
-        std::vector<std::string> argv{"curl", "-sS"};
-        if (i % 2 == 0) {
-            WriteFile(d.out / name, contents.back());
-            argv.insert(argv.end(), {"-o", d.scratch / name, d.Url(name)});
-        } else {
-            WriteFile(d.scratch / name, contents.back());
-            argv.insert(argv.end(), {"-T", d.scratch / name, d.Url(name)});
-        }
-        clients.push_back(std::make_unique<Client>(argv));
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    std::string script;
+    for (unsigned i = 0; i < 6; ++i) {
+        const std::string name = "f" + std::to_string(i);
+        WriteFile((i % 2 == 0 ? d.out : d.scratch) / name, PatternBytes(1 << 20, i));
+        script += (i % 2 == 0 ? "curl -sS -o " : "curl -sS -T ") + (d.scratch / name) + " " +
+                  d.Url(name) + " & ";
     }
-    for (int i = 0; i < kClients; ++i) {
-        SCOPED_TRACE(i);
-        const ClientResult result = clients[static_cast<std::size_t>(i)]->Wait();
-        EXPECT_EQ(result.status, 0) << result.err;
-        const std::string name = "file" + std::to_string(i) + ".bin";
-        const std::string received = i % 2 == 0 ? d.scratch / name : d.in / name;
-        WaitForFileSize(received, contents[static_cast<std::size_t>(i)].size());
-        EXPECT_TRUE(FileHolds(received, contents[static_cast<std::size_t>(i)]));
+    const ClientResult all = RunClient({"sh", "-c", script + "wait"});
+    for (unsigned i = 0; i < 6; ++i) {
+        const std::string name = "f" + std::to_string(i);
+        EXPECT_TRUE(FileHolds((i % 2 == 0 ? d.scratch : d.in) / name, PatternBytes(1 << 20, i)))
+            << all.err;
     }
 }
 

@@ -1,12 +1,11 @@
 #include "interop/DaemonProcess.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "support/ServerHarness.h"
@@ -14,216 +13,129 @@
 extern char** environ;
 
 namespace {
-
-constexpr auto kPollInterval = std::chrono::milliseconds(10);
-constexpr int kStartAttempts = 3;
-
-int DecodeStatus(int raw) {
-    if (WIFEXITED(raw)) {
-        return WEXITSTATUS(raw);
+// Polls done() every 10 ms until it holds or the time is up; its last answer.
+bool PollUntil(const std::function<bool()>& done, int timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    return WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : -1;
+    return done();
 }
-
-std::vector<std::string> MergeEnvironment(const std::vector<std::string>& overrides) {
-    std::vector<std::string> merged;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        const std::string name = text.substr(0, text.find('=') + 1);
-        bool bOverridden = false;
-        for (const std::string& o : overrides) {
-            bOverridden = bOverridden || o.rfind(name, 0) == 0;
-        }
-        if (!bOverridden) {
-            merged.push_back(text);
-        }
-    }
-    merged.insert(merged.end(), overrides.begin(), overrides.end());
-    return merged;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    for (std::string& s : strings) {
-        pointers.push_back(s.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv, const std::string& stdoutPath,
-                           const std::string& stderrPath, const std::string& workDir,
-                           const std::vector<std::string>& env) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, stdoutPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    posix_spawn_file_actions_addopen(&actions, 2, stderrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    if (!workDir.empty()) {
-        posix_spawn_file_actions_addchdir_np(&actions, workDir.c_str());
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, const TempDir& dir) {
+    // sh moves into dir and sets up the files, then becomes the program.
+    std::vector<std::string> words{
+        "sh", "-c", "cd \"$0\" && exec \"$@\" </dev/null >stdout 2>stderr", dir.Path()};
+    words.insert(words.end(), argv.begin(), argv.end());
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
     }
-    std::vector<std::string> args = argv;
-    std::vector<std::string> environment = MergeEnvironment(env);
-    std::vector<char*> argPointers = Pointers(args);
-    std::vector<char*> envPointers = Pointers(environment);
-    pid_t pid = -1;
-    if (posix_spawnp(&pid, argPointers[0], &actions, nullptr, argPointers.data(),
-                     envPointers.data()) == 0) {
-        m_pid = pid;
+    pointers.push_back(nullptr);
+    if (posix_spawnp(&m_pid, "sh", nullptr, nullptr, pointers.data(), environ) != 0) {
+        m_pid = -1;
     }
-    posix_spawn_file_actions_destroy(&actions);
 }
 
 ChildProcess::~ChildProcess() {
-    if (Started() && !m_status) {
-        Signal(SIGKILL);
-        WaitExit(5000);
-    }
+    Signal(SIGKILL);
+    WaitExit();
 }
 
 std::optional<int> ChildProcess::WaitExit(int timeoutMs) {
-    if (!Started() || m_status) {
-        return m_status;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (;;) {
-        int raw = 0;
-        const pid_t done = waitpid(m_pid, &raw, WNOHANG);
-        if (done == m_pid) {
-            m_status = DecodeStatus(raw);
-            return m_status;
-        }
-        if (done < 0 || std::chrono::steady_clock::now() >= deadline) {
-            return std::nullopt;
-        }
-        std::this_thread::sleep_for(kPollInterval);
-    }
+    PollUntil(
+        [this] {
+            int raw = 0;
+            if (!m_status && m_pid > 0 && waitpid(m_pid, &raw, WNOHANG) == m_pid) {
+                m_status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+            }
+            return m_status || m_pid <= 0;
+        },
+        timeoutMs);
+    return m_status;
 }
 
 void ChildProcess::Signal(int sig) const {
-    if (Started() && !m_status) {
+    if (m_pid > 0 && !m_status) {
         kill(m_pid, sig);
     }
 }
 
-DaemonProcess::DaemonProcess(const std::vector<std::string>& args) {
-    std::vector<std::string> argv{QUAYLOND_PATH};
-    argv.insert(argv.end(), args.begin(), args.end());
-    m_child = std::make_unique<ChildProcess>(
-        argv, m_home / "stdout", m_home / "stderr", m_home.Path(),
-        std::vector<std::string>{"XDG_CONFIG_HOME=" + m_home.Path()});
-}
-
-DaemonProcess::~DaemonProcess() {
-    Stop();
-}
+DaemonProcess::DaemonProcess(const std::vector<std::string>& args)
+    : m_child(
+          [&] {
+              std::vector<std::string> argv{"env", "XDG_CONFIG_HOME=" + home.Path(), QUAYLOND_PATH};
+              argv.insert(argv.end(), args.begin(), args.end());
+              return argv;
+          }(),
+          home) {}
 
 bool DaemonProcess::WaitForStdout(const std::string& text, int timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (;;) {
-        if (Stdout().find(text) != std::string::npos) {
-            return true;
-        }
-        if (m_child->WaitExit(0) || std::chrono::steady_clock::now() >= deadline) {
-            // The text may have been written just before the end.
-            return Stdout().find(text) != std::string::npos;
-        }
-        std::this_thread::sleep_for(kPollInterval);
-    }
+    // A daemon that has ended writes no more.
+    PollUntil([&] { return Stdout().find(text) != std::string::npos || m_child.WaitExit(0); },
+              timeoutMs);
+    return Stdout().find(text) != std::string::npos;
 }
 
 int DaemonProcess::Stop() {
-    if (const auto status = m_child->WaitExit(0)) {
-        return *status;
-    }
-    m_child->Signal(SIGTERM);
-    if (const auto status = m_child->WaitExit(10000)) {
-        return *status;
-    }
-    m_child->Signal(SIGKILL);
-    return m_child->WaitExit(5000).value_or(-1);
+    Signal(SIGTERM);
+    return m_child.WaitExit(10000).value_or(-1);
 }
 
-ServingDaemon::ServingDaemon() {
-    // The free port can be taken by someone else before the daemon binds it; then try another.
-    for (int attempt = 0; attempt < kStartAttempts && !m_bServing; ++attempt) {
-        m_port = FreeUdpPort();
-        m_process = std::make_unique<DaemonProcess>(Args(m_port));
-        m_bServing = m_process->WaitForStdout("Quaylon serving on 127.0.0.1." +
-                                              std::to_string(m_port) + "\n");
-        if (!m_bServing &&
-            m_process->Stderr().find("Unable to Create listening port") == std::string::npos) {
-            break;
-        }
+void ServingDaemon::Start(const std::function<std::vector<std::string>(std::uint16_t)>& args) {
+    for (int attempt = 0; attempt < 3 && !bServing; ++attempt) {
+        port = FreeUdpPort();
+        process = std::make_unique<DaemonProcess>(args(port));
+        bServing =
+            process->WaitForStdout("Quaylon serving on 127.0.0.1." + std::to_string(port) + "\n");
     }
 }
 
-std::vector<std::string> ServingDaemon::Args(std::uint16_t port) const {
-    return {"--bind",        "127.0.0.1",      "--port",       std::to_string(port),
+std::vector<std::string> ServingDaemon::Args(std::uint16_t p) const {
+    return {"--bind",        "127.0.0.1",      "--port",       std::to_string(p),
             "-I" + in.Dir(), "-O" + out.Dir(), "--config-dir", config.Path()};
 }
 
 std::string ServingDaemon::Url(const std::string& name) const {
-    return "tftp://127.0.0.1:" + std::to_string(m_port) + "/" + name;
+    return "tftp://127.0.0.1:" + std::to_string(port) + "/" + name;
 }
 
-Client::Client(const std::vector<std::string>& argv, int timeoutSeconds)
-    : m_timeoutSeconds(timeoutSeconds),
-      m_child(
-          [&] {
-              std::vector<std::string> wrapped{"timeout", "-k", "5",
-                                               std::to_string(timeoutSeconds)};
-              wrapped.insert(wrapped.end(), argv.begin(), argv.end());
-              return wrapped;
-          }(),
-          m_dir / "stdout", m_dir / "stderr") {}
-
-ClientResult Client::Wait() {
-    ClientResult result;
-    // timeout(1) ends the client itself; the margin only covers a stuck timeout.
-    result.status = m_child.WaitExit((m_timeoutSeconds + 15) * 1000).value_or(-1);
-    result.out = ReadFile(m_dir / "stdout");
-    result.err = ReadFile(m_dir / "stderr");
-    return result;
+ClientResult RunClient(const std::vector<std::string>& argv) {
+    TempDir dir;
+    std::vector<std::string> timed{"timeout", "-k", "5", "60"};
+    timed.insert(timed.end(), argv.begin(), argv.end());
+    ChildProcess child(timed, dir);
+    const int status = child.WaitExit(75000).value_or(-1);
+    return {status, ReadFile(dir / "stdout"), ReadFile(dir / "stderr")};
 }
 
 testing::AssertionResult FileHolds(const std::string& path, const std::string& expected) {
-    if (!FileExists(path)) {
-        return testing::AssertionFailure() << path << " does not exist";
-    }
+    std::error_code error;
+    PollUntil([&] { return std::filesystem::file_size(path, error) == expected.size(); }, 5000);
     const std::string actual = ReadFile(path);
-    if (actual == expected) {
+    if (FileExists(path) && actual == expected) {
         return testing::AssertionSuccess();
     }
-    std::size_t first = 0;
-    while (first < actual.size() && first < expected.size() && actual[first] == expected[first]) {
-        ++first;
-    }
-    return testing::AssertionFailure()
-           << path << " holds " << actual.size() << " bytes, " << expected.size()
-           << " expected; first difference at " << first;
+    return testing::AssertionFailure() << path << " holds " << actual.size() << " bytes, "
+                                       << expected.size() << " expected, or different ones";
 }
 
-void WaitForFileSize(const std::string& path, std::size_t size, int timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (;;) {
-        struct stat info {};
-        if ((stat(path.c_str(), &info) == 0 && static_cast<std::size_t>(info.st_size) == size) ||
-            std::chrono::steady_clock::now() >= deadline) {
-            return;
+void ExpectRoundTrips(const ServingDaemon& d, std::size_t blksize, const Transfer& client,
+                      bool bGetEmpty) {
+    for (const std::size_t size :
+         {std::size_t{0}, blksize - 1, blksize, blksize + 1, std::size_t{3 * 1024 * 1024 + 7}}) {
+        const std::string name = std::to_string(size) + ".bin";
+        SCOPED_TRACE(name);
+        const std::string bytes = PatternBytes(size, static_cast<unsigned>(size));
+        WriteFile(d.out / name, bytes);
+        if (size != 0 || bGetEmpty) {
+            const ClientResult got = client(true, name, d.scratch / name);
+            EXPECT_EQ(got.status, 0) << got.out << got.err;
+            EXPECT_TRUE(FileHolds(d.scratch / name, bytes));
         }
-        std::this_thread::sleep_for(kPollInterval);
+        const ClientResult sent = client(false, "up-" + name, d.out / name);
+        EXPECT_EQ(sent.status, 0) << sent.out << sent.err;
+        EXPECT_TRUE(FileHolds(d.in / ("up-" + name), bytes));
     }
-}
-
-std::vector<std::pair<std::string, std::size_t>> BoundarySizes(std::size_t blksize) {
-    return {{"empty.bin", 0},
-            {"under.bin", blksize - 1},
-            {"exact.bin", blksize},
-            {"over.bin", blksize + 1},
-            {"large.bin", 3 * 1024 * 1024 + 7}};
 }

@@ -30,12 +30,9 @@ ServerHarness::~ServerHarness() {
     app.SetView(nullptr);
 }
 
-bool ServerHarness::Start(const std::vector<std::string>& args) {
-    std::vector<const char*> argv{"/usr/local/bin/quaylon-test"};
-    for (const std::string& arg : args) {
-        argv.push_back(arg.c_str());
-    }
-    if (!app.InitInstance(static_cast<int>(argv.size()), argv.data())) {
+bool ServerHarness::Start() {
+    const char* argv[] = {"/usr/local/bin/quaylon-test"};
+    if (!app.InitInstance(1, argv)) {
         return false;
     }
     app.SetView(&model);

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "console/ClientListModel.h"
 #include "platform/EpollLoop.h"
@@ -22,15 +21,15 @@ class ServerHarness {
     ServerHarness();
     ~ServerHarness();
 
-    // InitInstance with these extra arguments; false if the server would not start.
-    bool Start(const std::vector<std::string>& args = {});
+    // InitInstance; false if the server would not start.
+    bool Start();
     // Runs whatever the loop has ready, without blocking.
     void Pump();
     // The 5000 ms tick, driven by hand.
     void Tick() { model.OnTimer(); }
-    // Moves the clock past the time-out, then ticks.
-    void ExpireAndTick(int seconds = 31) {
-        clock.Advance(seconds);
+    // Moves the clock past the default time-out, then ticks.
+    void ExpireAndTick() {
+        clock.Advance(31);
         Tick();
     }
     std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1");

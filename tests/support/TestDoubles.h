@@ -20,25 +20,16 @@ class ManualClock : public Clock {
     std::int64_t m_now = 1000;
 };
 
-// An operator who answers as the test says and remembers every box.
+// An operator who remembers every box and declines every choice.
 class TestOperator : public Operator {
   public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
-    MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
-                                   bool bDontShowAgain) override {
-        multihomedShown.push_back(addresses);
-        multihomedCheckAtStart = bDontShowAgain;
-        return multihomedAnswer;
-    }
-    std::optional<std::string> AskListenAddress() override { return listenAddressAnswer; }
+    MultihomedChoice ChooseAddress(const std::vector<std::string>&, bool) override { return {}; }
+    std::optional<std::string> AskListenAddress() override { return std::nullopt; }
     void ShowDecisionBox(CDecisionBox& box) override { shownBoxes.push_back(&box); }
     void DestroyDecisionBox(CDecisionBox& box) override { destroyedBoxes.push_back(&box); }
 
     std::vector<std::string> messages;
-    std::vector<std::vector<std::string>> multihomedShown;
-    bool multihomedCheckAtStart = false;
-    MultihomedChoice multihomedAnswer;
-    std::optional<std::string> listenAddressAnswer;
     std::vector<CDecisionBox*> shownBoxes;
     std::vector<CDecisionBox*> destroyedBoxes;
 };

@@ -14,27 +14,36 @@ namespace {
 std::string Word(std::uint16_t value) {
     return std::string{static_cast<char>(value >> 8), static_cast<char>(value & 0xFF)};
 }
-}  // namespace
-
-std::string Request(std::uint16_t opcode, const std::string& file, const std::string& mode,
-                    const std::vector<std::pair<std::string, std::string>>& options) {
-    std::string packet = Word(opcode) + file + '\0' + mode + '\0';
-    for (const auto& [name, value] : options) {
+std::uint16_t WordAt(const std::string& packet, std::size_t at) {
+    return packet.size() < at + 2
+               ? 0
+               : static_cast<std::uint16_t>((static_cast<unsigned char>(packet[at]) << 8) |
+                                            static_cast<unsigned char>(packet[at + 1]));
+}
+std::string Strings(std::uint16_t opcode, const Options& pairs) {
+    std::string packet = Word(opcode);
+    for (const auto& [name, value] : pairs) {
         packet += name + '\0' + value + '\0';
     }
     return packet;
 }
+}  // namespace
 
-std::string Rrq(const std::string& file, const std::string& mode,
-                const std::vector<std::pair<std::string, std::string>>& options) {
+std::string Request(std::uint16_t opcode, const std::string& file, const std::string& mode,
+                    const Options& options) {
+    Options fields{{file, mode}};
+    fields.insert(fields.end(), options.begin(), options.end());
+    return Strings(opcode, fields);
+}
+std::string Rrq(const std::string& file, const std::string& mode, const Options& options) {
     return Request(1, file, mode, options);
 }
-
-std::string Wrq(const std::string& file, const std::string& mode,
-                const std::vector<std::pair<std::string, std::string>>& options) {
+std::string Wrq(const std::string& file, const std::string& mode, const Options& options) {
     return Request(2, file, mode, options);
 }
-
+std::string Oack(const Options& options) {
+    return Strings(6, options);
+}
 std::string Ack(std::uint16_t block) {
     return Word(4) + Word(block);
 }
@@ -46,16 +55,10 @@ std::string Error(std::uint16_t code, const std::string& text) {
 }
 
 std::uint16_t Opcode(const std::string& packet) {
-    return packet.size() < 2
-               ? 0
-               : static_cast<std::uint16_t>((static_cast<unsigned char>(packet[0]) << 8) |
-                                            static_cast<unsigned char>(packet[1]));
+    return WordAt(packet, 0);
 }
 std::uint16_t Number(const std::string& packet) {
-    return packet.size() < 4
-               ? 0
-               : static_cast<std::uint16_t>((static_cast<unsigned char>(packet[2]) << 8) |
-                                            static_cast<unsigned char>(packet[3]));
+    return WordAt(packet, 2);
 }
 std::string Payload(const std::string& packet) {
     return packet.size() < 4 ? std::string() : packet.substr(4);
@@ -63,24 +66,6 @@ std::string Payload(const std::string& packet) {
 std::string ErrorText(const std::string& packet) {
     const std::string rest = Payload(packet);
     return rest.substr(0, rest.find('\0'));
-}
-std::vector<std::pair<std::string, std::string>> OackOptions(const std::string& packet) {
-    std::vector<std::pair<std::string, std::string>> options;
-    std::size_t pos = 2;
-    while (pos < packet.size()) {
-        const auto nameEnd = packet.find('\0', pos);
-        if (nameEnd == std::string::npos) {
-            break;
-        }
-        const auto valueEnd = packet.find('\0', nameEnd + 1);
-        if (valueEnd == std::string::npos) {
-            break;
-        }
-        options.emplace_back(packet.substr(pos, nameEnd - pos),
-                             packet.substr(nameEnd + 1, valueEnd - nameEnd - 1));
-        pos = valueEnd + 1;
-    }
-    return options;
 }
 
 }  // namespace tftp
@@ -102,17 +87,9 @@ TftpPeer::~TftpPeer() {
     close(m_fd);
 }
 
-std::uint16_t TftpPeer::LocalPort() const {
-    sockaddr_in local{};
-    socklen_t len = sizeof local;
-    getsockname(m_fd, reinterpret_cast<sockaddr*>(&local), &len);
-    return ntohs(local.sin_port);
-}
-
 void TftpPeer::SendTo(std::uint16_t port, const std::string& packet) {
     m_last.sin_port = htons(port);
-    sendto(m_fd, packet.data(), packet.size(), 0, reinterpret_cast<sockaddr*>(&m_last),
-           sizeof m_last);
+    Reply(packet);
 }
 
 void TftpPeer::Reply(const std::string& packet) {
@@ -129,13 +106,10 @@ std::optional<std::string> TftpPeer::Receive(int timeoutMs) {
         }
         pollfd pfd{m_fd, POLLIN, 0};
         if (poll(&pfd, 1, m_pump ? 1 : 10) > 0) {
-            sockaddr_in from{};
-            socklen_t len = sizeof from;
-            const ssize_t n =
-                recvfrom(m_fd, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&from), &len);
+            socklen_t len = sizeof m_last;
+            const ssize_t n = recvfrom(m_fd, buffer, sizeof buffer, 0,
+                                       reinterpret_cast<sockaddr*>(&m_last), &len);
             if (n >= 0) {
-                m_last = from;
-                m_lastSenderPort = ntohs(from.sin_port);
                 return std::string(buffer, static_cast<std::size_t>(n));
             }
         }

@@ -10,22 +10,22 @@
 
 // Builders and readers of raw TFTP packets.
 namespace tftp {
+using Options = std::vector<std::pair<std::string, std::string>>;
 std::string Request(std::uint16_t opcode, const std::string& file, const std::string& mode,
-                    const std::vector<std::pair<std::string, std::string>>& options = {});
+                    const Options& options = {});
 std::string Rrq(const std::string& file, const std::string& mode = "octet",
-                const std::vector<std::pair<std::string, std::string>>& options = {});
+                const Options& options = {});
 std::string Wrq(const std::string& file, const std::string& mode = "octet",
-                const std::vector<std::pair<std::string, std::string>>& options = {});
+                const Options& options = {});
+std::string Oack(const Options& options);
 std::string Ack(std::uint16_t block);
 std::string Data(std::uint16_t block, const std::string& payload);
 std::string Error(std::uint16_t code, const std::string& text);
 
 std::uint16_t Opcode(const std::string& packet);
 std::uint16_t Number(const std::string& packet);  // block or error code
-std::string Payload(const std::string& packet);   // data behind the 4-byte header
+std::string Payload(const std::string& packet);   // what follows the 4-byte header
 std::string ErrorText(const std::string& packet);
-// The name/value pairs of an OACK, in their order.
-std::vector<std::pair<std::string, std::string>> OackOptions(const std::string& packet);
 }  // namespace tftp
 
 // A client socket on a loopback address that talks raw packets to a server. Every wait runs
@@ -42,16 +42,13 @@ class TftpPeer {
     void Reply(const std::string& packet);
     // The next datagram, or nothing within the time.
     std::optional<std::string> Receive(int timeoutMs = 2000);
-    // Sends, then waits for a reply.
     std::optional<std::string> Exchange(std::uint16_t port, const std::string& packet,
                                         int timeoutMs = 2000);
-
-    std::uint16_t LastSenderPort() const { return m_lastSenderPort; }
-    std::uint16_t LocalPort() const;
+    // The port of the last reply's sender (before any reply, the port last sent to).
+    std::uint16_t LastSenderPort() const { return ntohs(m_last.sin_port); }
 
   private:
     std::function<void()> m_pump;
     int m_fd = -1;
     sockaddr_in m_last{};
-    std::uint16_t m_lastSenderPort = 0;
 };

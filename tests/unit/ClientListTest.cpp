@@ -16,18 +16,13 @@ struct ListFixture : ::testing::Test {
     }
     ~ListFixture() override { app.SetView(nullptr); }
 
-    void NewClient(std::int32_t serial, const std::string& address) {
-        app.m_Status.text = address;
-        app.NotifyView(STATUS_NEW_CLIENT, serial);
-    }
-    void File(std::int32_t serial, const std::string& path) {
-        app.m_Status.text = path;
-        app.NotifyView(STATUS_FILE, serial);
+    void Send(int status, std::int32_t serial, const std::string& text) {
+        app.m_Status.text = text;
+        app.NotifyView(status, serial);
     }
     void Finish(std::int32_t serial, const std::string& result, bool bTimedOut = false) {
         app.NotifyView(STATUS_DONE, serial);
-        app.m_Status.text = result;
-        app.NotifyView(bTimedOut ? STATUS_TIMED_OUT : STATUS_RESULT, serial);
+        Send(bTimedOut ? STATUS_TIMED_OUT : STATUS_RESULT, serial, result);
     }
 
     TempDir dir;
@@ -42,132 +37,99 @@ const std::string kTime = CClientListModel::FormatTime(1700000000);
 
 }  // namespace
 
-TEST_F(ListFixture, RowsFollowTheirClientUntilRetired) {
+TEST_F(ListFixture, RowsFollowTheirClientUntilRetiredAndErrorsRetireAtOnce) {
     model.AddBannerRow();
-    NewClient(1, "127.0.0.9");
-    File(1, "/srv/boot.bin");
+    Send(STATUS_NEW_CLIENT, 1, "127.0.0.9");
+    Send(STATUS_FILE, 1, "/srv/boot.bin");
     app.m_Status.nTotal = 2048;
     app.m_Status.nPosition = 1024;
     app.NotifyView(STATUS_PROGRESS, 1);
-    ASSERT_EQ(model.Rows().size(), 2u);
-    const M::Row& row = model.Rows()[1];
-    EXPECT_EQ(row.columns[M::kStatus], "%50, 1024");
+    const auto& rows = model.Rows();
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[1].columns[M::kStatus], "%50, 1024");
     EXPECT_EQ(app.m_Status.nTotal, 0) << "the figures are used once";
-    EXPECT_EQ(row.itemData, 1);
-
-    // With no figures the text stands in the Status column.
-    app.m_Status.text = "Retrying";
-    app.NotifyView(STATUS_RETRY, 1);
-    EXPECT_EQ(model.Rows()[1].columns[M::kStatus], "Retrying");
+    Send(STATUS_RETRY, 1, "Retrying");
+    EXPECT_EQ(rows[1].columns[M::kStatus], "Retrying") << "with no figures the text stands";
 
     Finish(1, "TimedOut : Sending", true);
-    EXPECT_EQ(model.Rows()[1].columns[M::kStatus], "Done");
-    EXPECT_EQ(model.Rows()[1].columns[M::kFinish], kTime);
-    EXPECT_EQ(model.Rows()[1].itemData, M::kFailed);
+    EXPECT_EQ(rows[1].columns[M::kStatus], "Done");
+    EXPECT_EQ(rows[1].columns[M::kFinish], kTime);
+    EXPECT_EQ(rows[1].itemData, M::kFailed);
+    Send(STATUS_FILE, 1, "/elsewhere");
+    EXPECT_EQ(rows[1].columns[M::kFile], "/srv/boot.bin") << "a retired row has no serial";
 
-    // A retired row has no serial any more: later messages change nothing.
-    File(1, "/elsewhere");
-    EXPECT_EQ(model.Rows()[1].columns[M::kFile], "/srv/boot.bin");
+    EXPECT_EQ(rows[0].columns[M::kClient], "Quaylon V3.80");
+    EXPECT_EQ(rows[0].columns[M::kResult], "Ready");
+    EXPECT_EQ(rows[0].itemData, M::kFailed) << "the banner is red";
 
-    // The banner row is red, retired, and shows only the program, its start and "Ready".
-    const M::Row& banner = model.Rows()[0];
-    EXPECT_EQ(banner.columns[M::kClient], "Quaylon V3.80");
-    EXPECT_EQ(banner.columns[M::kResult], "Ready");
-    EXPECT_EQ(banner.columns[M::kFile], "");
-    EXPECT_EQ(banner.itemData, M::kFailed);
-}
-
-TEST_F(ListFixture, ErrorRetiresAtOnceAndNewestRowWinsASharedSerial) {
-    NewClient(7, "127.0.0.1");
-    app.m_Status.text = "File not found";
-    app.NotifyView(STATUS_ERROR, 7);
+    Send(STATUS_NEW_CLIENT, 7, "127.0.0.1");
+    Send(STATUS_ERROR, 7, "File not found");
     Finish(7, "File not found : Sending");
-    EXPECT_EQ(model.Rows()[0].columns[M::kStatus], "") << "no Done after an error";
-    EXPECT_EQ(model.Rows()[0].columns[M::kResult], "File not found");
-    EXPECT_EQ(model.Rows()[0].itemData, M::kRetired);
+    EXPECT_EQ(rows[2].columns[M::kStatus], "") << "no Done after an error";
+    EXPECT_EQ(rows[2].columns[M::kResult], "File not found");
+    EXPECT_EQ(rows[2].itemData, M::kRetired);
 
-    NewClient(9, "127.0.0.2");
-    NewClient(9, "127.0.0.3");
-    File(9, "/x");
-    EXPECT_EQ(model.Rows()[1].columns[M::kFile], "");
-    EXPECT_EQ(model.Rows()[2].columns[M::kFile], "/x");
-    EXPECT_EQ(model.FindRow(9), 2);
-    EXPECT_EQ(model.FindRow(8), -1);
+    Send(STATUS_NEW_CLIENT, 9, "127.0.0.2");
+    Send(STATUS_NEW_CLIENT, 9, "127.0.0.3");
+    Send(STATUS_FILE, 9, "/x");
+    EXPECT_EQ(rows[3].columns[M::kFile], "");
+    EXPECT_EQ(rows[4].columns[M::kFile], "/x") << "the newest row wins a shared serial";
 }
 
 TEST_F(ListFixture, LimitSendsTheOldestRowsToTheLogInArrivalOrder) {
     app.nMaxDisplayPos = 0;  // five rows, six before the next insertion
     model.AddBannerRow();
     for (int serial = 1; serial <= 5; ++serial) {
-        NewClient(serial, "127.0.0." + std::to_string(serial));
+        Send(STATUS_NEW_CLIENT, serial, "127.0.0." + std::to_string(serial));
     }
     Finish(2, "Finished : Receiving");
-    ASSERT_EQ(model.Rows().size(), 6u);
     EXPECT_FALSE(FileExists(app.LogFile)) << "nothing leaves before the limit is passed";
-
-    NewClient(6, "127.0.0.6");  // six rows before it: one leaves, the banner
+    Send(STATUS_NEW_CLIENT, 6, "127.0.0.6");
     ASSERT_EQ(model.Rows().size(), 6u);
-    EXPECT_EQ(ReadFile(app.LogFile), "Quaylon V3.80  " + kTime + "  Ready\r\n");
+    const std::string banner = "Quaylon V3.80  " + kTime + "  Ready\r\n";
+    EXPECT_EQ(ReadFile(app.LogFile), banner);
 
-    // Clearing sends every row, running ones too, in the order the clients came.
+    // Clearing appends every row, running ones too, in the order the clients came.
     model.ClearRows();
-    const std::string log = ReadFile(app.LogFile);
-    EXPECT_NE(log.find("127.0.0.1  " + kTime + "  \r\n127.0.0.2  " + kTime + " " + kTime +
-                       " Finished : Receiving\r\n127.0.0.3"),
-              std::string::npos)
-        << log;
+    std::string log = banner;
+    for (int serial = 1; serial <= 6; ++serial) {
+        log += "127.0.0." + std::to_string(serial) + "  " + kTime +
+               (serial == 2 ? " " + kTime + " Finished : Receiving\r\n" : "  \r\n");
+    }
+    EXPECT_EQ(ReadFile(app.LogFile), log);
     EXPECT_TRUE(model.Rows().empty());
+    Send(STATUS_FILE, 6, "/late");
+    EXPECT_TRUE(model.Rows().empty()) << "a message for a row that left makes none";
 
-    // Messages for a row that left change nothing and make no row.
-    File(6, "/late");
-    EXPECT_TRUE(model.Rows().empty());
-}
-
-TEST_F(ListFixture, RowLimitPositions) {
-    EXPECT_EQ(M::RowLimit(0), 5);
-    EXPECT_EQ(M::RowLimit(5), 50);
-    EXPECT_EQ(M::RowLimit(6), 100);
-    EXPECT_EQ(M::RowLimit(255), 100);
-}
-
-TEST_F(ListFixture, ClearingWithoutAUsableLogStillEmptiesTheList) {
-    NewClient(1, "127.0.0.1");
-    NewClient(2, "127.0.0.2");
+    // Without a usable log clearing still empties the list.
+    Send(STATUS_NEW_CLIENT, 1, "127.0.0.1");
     app.LogFile.clear();
     model.ClearRows();
     EXPECT_TRUE(model.Rows().empty());
 
-    NewClient(3, "127.0.0.3");
+    Send(STATUS_NEW_CLIENT, 2, "127.0.0.2");
     app.LogFile = dir / "missing/dir/q.log";
     model.ClearRows();
     EXPECT_TRUE(model.Rows().empty());
     EXPECT_FALSE(FileExists(dir / "missing"));
-
-    // An existing log is appended to, never truncated.
-    WriteFile(dir / "old.log", "earlier\r\n");
-    app.LogFile = dir / "old.log";
-    NewClient(4, "127.0.0.4");
-    model.ClearRows();
-    EXPECT_EQ(ReadFile(dir / "old.log"), "earlier\r\n127.0.0.4  " + kTime + "  \r\n");
+    EXPECT_EQ(ReadFile(dir / "q.log"), log);
 }
 
 TEST(ClientListIdle, SweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
     ServerHarness h;
     ASSERT_TRUE(h.Start());
-    h.app.m_Status.text = "127.0.0.5";
-    h.app.NotifyView(STATUS_NEW_CLIENT, 4000);
-    h.app.m_Status.text = "127.0.0.6";
-    h.app.NotifyView(STATUS_NEW_CLIENT, 5000);
+    for (std::int32_t serial : {4000, 5000}) {
+        h.app.m_Status.text = "127.0.0.5";
+        h.app.NotifyView(STATUS_NEW_CLIENT, serial);
+    }
     h.Tick();  // no client on the table: the idle sweep
     const auto& rows = h.model.Rows();
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[1].itemData, M::kSwept);
     EXPECT_EQ(rows[1].columns[M::kStatus], "Done");
     EXPECT_EQ(rows[2].itemData, 5000) << "5000 and above are no serials";
-    EXPECT_EQ(rows[0].itemData, M::kFailed) << "the banner stays red";
 
     // Idle already: a second quiet tick sweeps nothing new.
-    h.app.m_Status.text = "127.0.0.7";
     h.app.NotifyView(STATUS_NEW_CLIENT, 12);
     h.Tick();
     EXPECT_EQ(h.model.Rows()[3].itemData, 12);

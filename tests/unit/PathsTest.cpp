@@ -12,16 +12,11 @@ TEST(ValidatePath, NormalisesAnExistingDirectoryAndRefusesAnythingElse) {
     std::string backslashed = dir.Path();
     std::replace(backslashed.begin(), backslashed.end(), '/', '\\');
     EXPECT_EQ(ValidatePath(backslashed, 1, op), dir.Dir());
-    EXPECT_EQ(ValidatePath(dir.Dir(), 0, op), dir.Dir());
 
     WriteFile(dir / "file", "not a directory");
-    for (const std::string& typed : {dir / "file", dir / "missing/"}) {
-        EXPECT_EQ(ValidatePath(typed, 0, op), "");
-        ASSERT_FALSE(op.messages.empty());
-        const std::string shown = typed.back() == '/' ? typed : typed + "/";
-        EXPECT_EQ(op.messages.back(), "Error in path definition for " + shown);
-    }
-    const std::size_t boxes = op.messages.size();
+    EXPECT_EQ(ValidatePath(dir / "file", 0, op), "");
+    EXPECT_EQ(op.messages,
+              std::vector<std::string>{"Error in path definition for " + dir.Dir() + "file/"});
     EXPECT_EQ(ValidatePath("", 1, op), "");
-    EXPECT_EQ(op.messages.size(), boxes) << "an empty text is refused without a word";
+    EXPECT_EQ(op.messages.size(), 1u) << "an empty text is refused without a word";
 }

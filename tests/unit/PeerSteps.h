@@ -2,38 +2,52 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "support/ServerHarness.h"
 
 using Col = CClientListModel::Column;
+
+// The two refusals from the listening port, byte for byte.
+inline const std::string kRefusal("\x00\x05\x00\x00Service not available\x00\x00", 27);
+inline const std::string kTooMany("\x00\x05\x00\x00Too Many Clients\x00", 21);
+
+// A started server and a peer on 127.0.0.1.
+class Served : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(h.Start());
+        peer = h.NewPeer();
+    }
+    ServerHarness h;
+    std::unique_ptr<TftpPeer> peer;
+};
 
 // A column of the newest row, which belongs to the client admitted last.
 inline const std::string& LastCell(const ServerHarness& h, Col column) {
     return h.model.Rows().back().columns[column];
 }
 
-// Nothing arrives within a short wait. Loopback delivery is immediate and the wait pumps the
-// server, so a reply that is on its way is there long before the wait ends.
+// The wait pumps the server and loopback is immediate, so a reply on its way arrives in time.
 inline bool Silent(TftpPeer& peer) {
     return !peer.Receive(50);
 }
 
-// Reads a file with a request that has no options, acknowledging every block, the last one
-// too; nothing if a reply is not the next DATA.
+// Reads a file without options, acknowledging every block; nothing at a wrong reply.
 inline std::optional<std::string> Download(TftpPeer& peer, std::uint16_t port,
                                            const std::string& name) {
     std::string content;
     std::optional<std::string> reply = peer.Exchange(port, tftp::Rrq(name));
-    for (std::uint16_t block = 1; block < 1000; ++block) {
-        if (!reply || tftp::Opcode(*reply) != 3 || tftp::Number(*reply) != block) {
-            return std::nullopt;
-        }
-        const std::string payload = tftp::Payload(*reply);
-        content += payload;
+    for (std::uint16_t block = 1; block < 1000 && reply && reply->size() >= 4 &&
+                                  *reply == tftp::Data(block, reply->substr(4));
+         ++block) {
+        content += reply->substr(4);
         peer.Reply(tftp::Ack(block));
-        if (payload.size() < 512) {
+        if (reply->size() < 516) {
             return content;
         }
         reply = peer.Receive();
@@ -41,22 +55,17 @@ inline std::optional<std::string> Download(TftpPeer& peer, std::uint16_t port,
     return std::nullopt;
 }
 
-// Writes content with a request that has no options, in 512-byte blocks and a short last one;
-// false at the first reply that is not the awaited ACK.
+// Writes content without options in 512-byte blocks; false at a wrong reply.
 inline bool Upload(TftpPeer& peer, std::uint16_t port, const std::string& name,
                    const std::string& content) {
-    if (peer.Exchange(port, tftp::Wrq(name)) != tftp::Ack(0)) {
-        return false;
-    }
-    for (std::uint16_t block = 1;; ++block) {
-        const std::size_t offset = (block - 1) * std::size_t{512};
-        const std::string piece = content.substr(std::min(offset, content.size()), 512);
-        peer.Reply(tftp::Data(block, piece));
-        if (peer.Receive() != tftp::Ack(block)) {
-            return false;
-        }
+    bool bOk = peer.Exchange(port, tftp::Wrq(name)) == tftp::Ack(0);
+    for (std::uint16_t block = 1; bOk; ++block) {
+        const std::string piece =
+            content.substr(std::min<std::size_t>(content.size(), (block - 1) * 512u), 512);
+        bOk = peer.Exchange(peer.LastSenderPort(), tftp::Data(block, piece)) == tftp::Ack(block);
         if (piece.size() < 512) {
-            return true;
+            return bOk;
         }
     }
+    return false;
 }

@@ -1,20 +1,17 @@
 #include <gtest/gtest.h>
 
-#include "support/ServerHarness.h"
 #include "unit/PeerSteps.h"
 
-TEST(Transfer, ReadsEndWithAShortBlockEvenAnEmptyOne) {
-    ServerHarness h;
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
-    for (std::size_t size : {std::size_t{0}, std::size_t{512}, std::size_t{1300}}) {
+using Transfer = Served;
+
+TEST_F(Transfer, ReadsEndWithAShortBlockEvenAnEmptyOne) {
+    for (std::size_t size : {0, 512, 1300}) {
         const std::string name = "f" + std::to_string(size);
         WriteFile(h.out / name, PatternBytes(size, static_cast<unsigned>(size)));
         EXPECT_EQ(Download(*peer, h.port, name), ReadFile(h.out / name));
         EXPECT_TRUE(Silent(*peer)) << "nothing follows the ACK of the short block";
     }
     EXPECT_EQ(LastCell(h, Col::kStatus), "%100, 1300");
-    h.Pump();
     h.Tick();
     EXPECT_EQ(h.app.ClientCount(), 0);
     for (std::size_t row = 1; row <= 3; ++row) {
@@ -22,66 +19,32 @@ TEST(Transfer, ReadsEndWithAShortBlockEvenAnEmptyOne) {
     }
 }
 
-TEST(Transfer, WritesAcknowledgeEachNewBlockOnceAndIgnoreTheRest) {
-    ServerHarness h;
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
+TEST_F(Transfer, WritesAcknowledgeEachNewBlockOnceAndIgnoreTheRest) {
     const std::string first = PatternBytes(512, 1);
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
-    peer->Reply(tftp::Data(1, first));
-    EXPECT_EQ(peer->Receive(), tftp::Ack(1));
-    EXPECT_EQ(LastCell(h, Col::kStatus), "Receiving");
-    for (const std::string& ignored :
-         {tftp::Data(1, first), tftp::Data(3, "ahead"), tftp::Data(2, PatternBytes(513)),
-          tftp::Ack(1), std::string("\x00\x03", 2)}) {
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, first)), tftp::Ack(1));
+    for (const std::string& ignored : {tftp::Data(1, first), tftp::Data(3, "ahead"),
+                                       tftp::Data(2, PatternBytes(513)), tftp::Ack(1)}) {
         peer->Reply(ignored);
         EXPECT_TRUE(Silent(*peer));
     }
-    // The status comes back from a wait with the next good block.
-    h.ExpireAndTick();
-    EXPECT_EQ(LastCell(h, Col::kStatus), "Waiting ...");
-    peer->Reply(tftp::Data(2, "tail"));
-    EXPECT_EQ(peer->Receive(), tftp::Ack(2));
-    EXPECT_EQ(LastCell(h, Col::kStatus), "Receiving");
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(2, "tail")), tftp::Ack(2));
     EXPECT_EQ(ReadFile(h.in / "up"), first + "tail");
 
-    // A block of exactly the agreed size is not the last; an empty one is.
-    EXPECT_TRUE(Upload(*peer, h.port, "even", first));
-    EXPECT_EQ(ReadFile(h.in / "even"), first);
+    // The largest block: one of exactly the agreed size is not the last; an empty one is.
+    const std::string big = PatternBytes(65464, 2);
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("big", "octet", {{"blksize", "65464"}})),
+              tftp::Oack({{"blksize", "65464"}}));
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, big)), tftp::Ack(1));
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(2, "")), tftp::Ack(2));
+    EXPECT_EQ(ReadFile(h.in / "big"), big);
     h.Tick();
     EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Receiving");
 }
 
-TEST(Transfer, LargestAgreedBlockTravelsBothWays) {
-    ServerHarness h;
-    const std::string content = PatternBytes(65464 + 5);
-    WriteFile(h.out / "big", content);
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
-    const std::pair<std::string, std::string> blksize{"blksize", "65464"};
-
-    ASSERT_EQ(
-        tftp::Opcode(peer->Exchange(h.port, tftp::Rrq("big", "octet", {blksize})).value_or("")), 6);
-    peer->Reply(tftp::Ack(0));
-    EXPECT_EQ(peer->Receive(), tftp::Data(1, content.substr(0, 65464)));
-    peer->Reply(tftp::Ack(1));
-    EXPECT_EQ(peer->Receive(), tftp::Data(2, content.substr(65464)));
-
-    ASSERT_EQ(
-        tftp::Opcode(peer->Exchange(h.port, tftp::Wrq("up", "octet", {blksize})).value_or("")), 6);
-    peer->Reply(tftp::Data(1, content.substr(0, 65464)));
-    EXPECT_EQ(peer->Receive(), tftp::Ack(1));
-    peer->Reply(tftp::Data(2, content.substr(65464)));
-    EXPECT_EQ(peer->Receive(), tftp::Ack(2));
-    EXPECT_EQ(ReadFile(h.in / "up"), content);
-}
-
-TEST(Transfer, RepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
-    ServerHarness h;
+TEST_F(Transfer, RepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
     const std::string content = PatternBytes(2000);
     WriteFile(h.out / "f", content);
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
     const std::string data1 = tftp::Data(1, content.substr(0, 512));
     const std::string data2 = tftp::Data(2, content.substr(512, 512));
     // ACK 0 to a DATA 1 sent without options counts as a repeat of the block before.
@@ -91,16 +54,10 @@ TEST(Transfer, RepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
     EXPECT_EQ(LastCell(h, Col::kStatus), "Retrying");
 
     h.app.bSkipRetry = 1;
+    // A good ACK clears the count.
     const std::pair<std::uint16_t, std::optional<std::string>> steps[] = {
-        {0, std::nullopt},
-        {0, data1},
-        {0, std::nullopt},
-        // A good ACK clears the count.
-        {1, data2},
-        {1, std::nullopt},
-        {1, data2},
-        {1, std::nullopt},
-        {1, data2},
+        {0, std::nullopt}, {0, data1}, {0, std::nullopt}, {1, data2},
+        {1, std::nullopt}, {1, data2}, {1, std::nullopt}, {1, data2},
     };
     for (const auto& [ack, expected] : steps) {
         peer->Reply(tftp::Ack(ack));
@@ -108,35 +65,27 @@ TEST(Transfer, RepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
     }
 }
 
-TEST(Transfer, ADatagramFromAnotherAddressTakesOverTheReplies) {
-    ServerHarness h;
-    ASSERT_TRUE(h.Start());
-    auto owner = h.NewPeer("127.0.0.1");
+TEST_F(Transfer, ADatagramFromAnotherAddressTakesOverTheReplies) {
     auto stranger = h.NewPeer("127.0.0.2");
     const std::string first = PatternBytes(512);
-    ASSERT_EQ(owner->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
-    const std::uint16_t transferPort = owner->LastSenderPort();
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
+    const std::uint16_t transferPort = peer->LastSenderPort();
 
     EXPECT_EQ(stranger->Exchange(transferPort, tftp::Data(1, first)), tftp::Ack(1));
-    EXPECT_TRUE(Silent(*owner));
-    EXPECT_EQ(owner->Exchange(transferPort, tftp::Data(2, "end")), tftp::Ack(2));
+    EXPECT_TRUE(Silent(*peer));
+    EXPECT_EQ(peer->Exchange(transferPort, tftp::Data(2, "end")), tftp::Ack(2));
     EXPECT_TRUE(Silent(*stranger));
     EXPECT_EQ(ReadFile(h.in / "up"), first + "end");
     EXPECT_EQ(LastCell(h, Col::kClient), "127.0.0.1") << "the row keeps the first address";
 }
 
-TEST(Transfer, PeerErrorEndsTheTransferSilentlyAndMarksTheRow) {
-    ServerHarness h;
+TEST_F(Transfer, PeerErrorEndsTheTransferSilentlyAndMarksTheRow) {
     WriteFile(h.out / "f", PatternBytes(2000));
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
-    const std::pair<std::uint16_t, std::string> errors[] = {{3, "Disk error [From Remote]"},
-                                                            {8, "Aborted [From Remote]"},
-                                                            {12, "Aborted [From Remote]"}};
-    for (const auto& [code, shown] : errors) {
+    // The peer's own text is not shown; codes past the known ones read as 8.
+    for (const auto& [code, shown] : {std::pair<int, std::string>{3, "Disk error [From Remote]"},
+                                      {12, "Aborted [From Remote]"}}) {
         ASSERT_EQ(tftp::Opcode(peer->Exchange(h.port, tftp::Rrq("f")).value_or("")), 3);
-        // The peer's own text is not shown.
-        peer->Reply(tftp::Error(code, "whatever the peer says"));
+        peer->Reply(tftp::Error(static_cast<std::uint16_t>(code), "whatever the peer says"));
         EXPECT_TRUE(Silent(*peer));
         EXPECT_EQ(LastCell(h, Col::kResult), shown);
     }
@@ -147,55 +96,50 @@ TEST(Transfer, PeerErrorEndsTheTransferSilentlyAndMarksTheRow) {
     peer->Reply(tftp::Error(0, ""));
     peer->Reply(tftp::Data(2, "late"));
     EXPECT_TRUE(Silent(*peer));
-    EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error [From Remote]");
     EXPECT_EQ(ReadFile(h.in / "up"), first) << "the part received stays";
-
     h.Tick();
     EXPECT_EQ(h.app.ClientCount(), 0);
     EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error [From Remote]");
 }
 
-TEST(Transfer, AFailedStoreIsADiskErrorNotAnAck) {
-    ServerHarness h;
-    if (!FileExists("/dev/full")) {
-        GTEST_SKIP() << "no /dev/full";
-    }
-    ASSERT_TRUE(h.Start());
+TEST_F(Transfer, AFailedStoreIsADiskErrorNotAnAck) {
+    ASSERT_TRUE(FileExists("/dev/full"));
     h.app.InPath = "/dev/";
-    auto peer = h.NewPeer();
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("full")), tftp::Ack(0));
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, "x")),
               tftp::Error(3, "Disk error"));
-    EXPECT_EQ(LastCell(h, Col::kResult), "Disk error");
 }
 
-TEST(Transfer, BlockNumbersWrapPastTheLastOne) {
-    ServerHarness h;
-    // 65536 full blocks of 8 bytes, then a short one numbered 1 again.
+// 65536 full blocks of 8 bytes, then a short one numbered 1 again, each way.
+TEST_F(Transfer, BlockNumbersWrapPastTheLastOne) {
     const std::string content = PatternBytes(65536 * 8 + 3);
     WriteFile(h.out / "long", content);
-    ASSERT_TRUE(h.Start());
-    auto peer = h.NewPeer();
-    ASSERT_EQ(
-        tftp::Opcode(
-            peer->Exchange(h.port, tftp::Rrq("long", "octet", {{"blksize", "8"}})).value_or("")),
-        6);
+    auto writer = h.NewPeer("127.0.0.2");
+    const tftp::Options blksize{{"blksize", "8"}};
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("long", "octet", blksize)), tftp::Oack(blksize));
+    ASSERT_EQ(writer->Exchange(h.port, tftp::Wrq("up", "octet", blksize)), tftp::Oack(blksize));
     peer->Reply(tftp::Ack(0));
     std::string received;
     for (std::uint32_t block = 1; block <= 65537; ++block) {
+        const auto number = static_cast<std::uint16_t>(block);
         const auto data = peer->Receive();
-        ASSERT_TRUE(data) << "block " << block;
-        ASSERT_EQ(tftp::Number(*data), static_cast<std::uint16_t>(block));
+        ASSERT_TRUE(data && tftp::Number(*data) == number) << "block " << block;
         received += tftp::Payload(*data);
         if (block == 65536) {
             // Block 0 is out: 65535 is no longer the block before it.
             peer->Reply(tftp::Ack(65535));
             ASSERT_TRUE(Silent(*peer));
         }
-        peer->Reply(tftp::Ack(static_cast<std::uint16_t>(block)));
+        peer->Reply(tftp::Ack(number));
+        ASSERT_EQ(
+            writer->Exchange(writer->LastSenderPort(), tftp::Data(number, tftp::Payload(*data))),
+            tftp::Ack(number))
+            << "block " << block;
     }
     EXPECT_EQ(received, content);
+    EXPECT_EQ(ReadFile(h.in / "up"), content);
     h.Pump();
     h.Tick();
-    EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Sending");
+    EXPECT_EQ(h.model.Rows()[1].columns[Col::kResult], "Finished : Sending");
+    EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Receiving");
 }
