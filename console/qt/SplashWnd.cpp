@@ -23,10 +23,14 @@ void CSplashWnd::ShowSplashScreen(QWidget* parent) {
     if (!g_bEnabled || g_pSplash != nullptr) {
         return;
     }
-    const QPixmap picture(":/splash.png");
+    // A screen at twice the density gets the picture drawn at twice the size.
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const bool bDense = screen != nullptr && screen->devicePixelRatio() >= 2;
+    QPixmap picture(bDense ? ":/splash@2x.png" : ":/splash.png");
     if (picture.isNull()) {
         return;
     }
+    picture.setDevicePixelRatio(bDense ? 2.0 : 1.0);
     g_pSplash = new CSplashWnd(picture, parent);
     g_pSplash->show();
     g_pSplash->repaint();
