@@ -33,6 +33,8 @@ class ClientListObserver {
 class CClientListModel : public CClientView {
   public:
     enum Column { kClient, kFile, kStatus, kStart, kFinish, kResult, kColumns };
+    // Column widths in pixels when none are stored, and after "Reset Columns".
+    static constexpr int kDefaultWidths[kColumns] = {150, 120, 80, 90, 90, 110};
     // Item data of retired rows.
     static constexpr std::intptr_t kRetired = 0;
     static constexpr std::intptr_t kFailed = -1;

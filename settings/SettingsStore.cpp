@@ -3,6 +3,7 @@
 #include <string>
 #include <variant>
 
+#include "console/ClientListModel.h"
 #include "server/ServerApp.h"
 #include "settings/ConfigFiles.h"
 #include "settings/RegistryFile.h"
@@ -18,8 +19,6 @@ constexpr std::size_t kMaxText = 999;
 constexpr std::uint32_t kMissingFlags = 0x2000;
 constexpr std::uint32_t kMissingPriority = 255;
 constexpr std::uint32_t kMissingDefAddress = 255;
-
-constexpr int kDefaultWidths[6] = {150, 120, 80, 90, 90, 110};
 
 struct FlagBit {
     std::uint32_t bit;
@@ -102,30 +101,22 @@ void CServerApp::LoadSettings() {
     }
     UnpackFlags(*this, store.ReadDword(kKey, "bDelete").value_or(kMissingFlags));
 
-    if (auto text = ReadText(store, "InPath")) {
-        InPath = *text;
-    }
-    if (auto text = ReadText(store, "Location")) {
-        m_StoredLocation = *text;
-    }
-    if (auto text = ReadText(store, "OutPath")) {
-        OutPath = *text;
-    }
+    // A text value replaces its member only when it could be read.
+    const auto take = [&store](const char* name, std::string& member) {
+        if (auto text = ReadText(store, name)) {
+            member = *text;
+        }
+    };
+    take("InPath", InPath);
+    take("Location", m_StoredLocation);
+    take("OutPath", OutPath);
     if (!m_bPortArg) {
         Port = ReadText(store, "Port").value_or("69");
     }
-    if (auto text = ReadText(store, "Timeout")) {
-        Timeout = *text;
-    }
-    if (auto text = ReadText(store, "ForceFile")) {
-        ForceFile = *text;
-    }
-    if (auto text = ReadText(store, "SysLogData")) {
-        SysLogData = *text;
-    }
-    if (auto text = ReadText(store, "ADData")) {
-        ADData = *text;
-    }
+    take("Timeout", Timeout);
+    take("ForceFile", ForceFile);
+    take("SysLogData", SysLogData);
+    take("ADData", ADData);
 
     SysLogFlags = store.ReadDword(kKey, "SysLogFlags").value_or(0);
     IcmpFlags = store.ReadDword(kKey, "IcmpFlags").value_or(0);
@@ -140,9 +131,7 @@ void CServerApp::LoadSettings() {
         nMaxDisplayPos = (*sliders >> 4) & 0x0F;
     }
     nPriority = store.ReadDword(kKey, "nPriority").value_or(kMissingPriority);
-    if (auto text = ReadText(store, "Logfile")) {
-        LogFile = *text;
-    }
+    take("Logfile", LogFile);
 }
 
 void CServerApp::SaveSettings() {
@@ -180,7 +169,7 @@ int CServerApp::LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int
                                     int* pCol3, int* pCol4, int* pCol5, int* pCol6) {
     int* const widths[6] = {pCol1, pCol2, pCol3, pCol4, pCol5, pCol6};
     for (int i = 0; i < 6; ++i) {
-        *widths[i] = kDefaultWidths[i];
+        *widths[i] = CClientListModel::kDefaultWidths[i];
     }
     int result = 0;
     const RegistryFile store(StorePath(m_ConfigDir), kHive);

@@ -1,5 +1,7 @@
 #include "console/qt/AlertBox.h"
 
+#include "console/qt/PressEvent.h"
+
 #include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -58,13 +60,9 @@ bool CAlertBox::Animating() const {
 }
 
 bool CAlertBox::eventFilter(QObject* watched, QEvent* event) {
-    switch (event->type()) {
-        case QEvent::KeyPress:
-        case QEvent::MouseButtonPress:
-        case QEvent::NonClientAreaMouseButtonPress:
-            hide();
-            return true;
-        default:
-            return QDialog::eventFilter(watched, event);
+    if (IsPressEvent(event)) {
+        hide();
+        return true;
     }
+    return QDialog::eventFilter(watched, event);
 }

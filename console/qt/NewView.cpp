@@ -88,8 +88,8 @@ void CNewView::OnInitialUpdate() {
         return;
     }
     bDone = true;
-    const bool bDefaults =
-        std::equal(std::begin(widths), std::end(widths), std::begin(kDefaultWidths));
+    const bool bDefaults = std::equal(std::begin(widths), std::end(widths),
+                                      std::begin(CClientListModel::kDefaultWidths));
     for (int column = 0; column < CClientListModel::kColumns; ++column) {
         setColumnWidth(column, bDefaults ? DefaultWidth(column) : widths[column]);
     }
@@ -131,9 +131,9 @@ int CNewView::DefaultWidth(int column) const {
     // The default widths were made for a font in which a time just fits the Start column; a
     // wider font widens every column alike, so that times and figures are not cut.
     const int timeWidth = fontMetrics().horizontalAdvance("28 Nov, 00:00:00") + 10;
-    const double scale =
-        std::max(1.0, timeWidth / double(kDefaultWidths[CClientListModel::kStart]));
-    return static_cast<int>(kDefaultWidths[column] * scale + 0.5);
+    const double scale = std::max(
+        1.0, timeWidth / double(CClientListModel::kDefaultWidths[CClientListModel::kStart]));
+    return static_cast<int>(CClientListModel::kDefaultWidths[column] * scale + 0.5);
 }
 
 void CNewView::OnTimer() {

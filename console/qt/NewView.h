@@ -30,7 +30,6 @@ class ClientRowDelegate : public QStyledItemDelegate {
 class CNewView : public QTreeView {
     Q_OBJECT
   public:
-    static constexpr int kDefaultWidths[CClientListModel::kColumns] = {150, 120, 80, 90, 90, 110};
     static constexpr int kTimerMs = 5000;
 
     CNewView(CServerApp& app, QWidget* parent = nullptr);

@@ -1,5 +1,7 @@
 #include "console/qt/SplashWnd.h"
 
+#include "console/qt/PressEvent.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPainter>
@@ -59,15 +61,11 @@ bool CSplashWnd::PreTranslateAppMessage(QEvent* event) {
     if (g_pSplash == nullptr) {
         return false;
     }
-    switch (event->type()) {
-        case QEvent::KeyPress:
-        case QEvent::MouseButtonPress:
-        case QEvent::NonClientAreaMouseButtonPress:
-            HideSplashScreen();
-            return true;
-        default:
-            return false;
+    if (!IsPressEvent(event)) {
+        return false;
     }
+    HideSplashScreen();
+    return true;
 }
 
 void CSplashWnd::HideSplashScreen() {
