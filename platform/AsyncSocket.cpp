@@ -8,7 +8,9 @@
 
 #include "platform/EventLoop.h"
 
-CAsyncSocket::~CAsyncSocket() { Close(); }
+CAsyncSocket::~CAsyncSocket() {
+    Close();
+}
 
 int CAsyncSocket::Create(unsigned short port, const std::string& address) {
     Close();

@@ -9,7 +9,7 @@ class EventLoop;
 
 // Non-blocking IPv4 UDP socket whose read notifications arrive as OnReceive on the loop's thread.
 class CAsyncSocket {
-public:
+  public:
     explicit CAsyncSocket(EventLoop& loop) : m_loop(loop) {}
     virtual ~CAsyncSocket();
     CAsyncSocket(const CAsyncSocket&) = delete;
@@ -34,10 +34,10 @@ public:
 
     virtual void OnReceive(int nErrorCode) = 0;
 
-protected:
+  protected:
     EventLoop& m_loop;
 
-private:
+  private:
     int m_fd = -1;
 };
 

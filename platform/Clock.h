@@ -5,13 +5,13 @@
 
 // The present time in whole seconds, as the server core counts time-outs.
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
     virtual std::int64_t Seconds() const = 0;
 };
 
 class SystemClock : public Clock {
-public:
+  public:
     std::int64_t Seconds() const override {
         timespec now{};
         clock_gettime(CLOCK_MONOTONIC, &now);

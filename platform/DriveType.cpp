@@ -54,9 +54,9 @@ std::string Unescape(const std::string& field) {
 int ClassifyMount(const std::string& fsType, const std::string& mountOptions,
                   bool bRemovableDevice) {
     static const std::set<std::string> kRemote = {
-        "nfs",   "nfs4", "cifs",        "smb3",       "smbfs", "sshfs",    "fuse.sshfs",
-        "9p",    "afs",  "ceph",        "glusterfs",  "ncpfs", "davfs",    "fuse.davfs2",
-        "coda",  "lustre", "fuse.glusterfs", "fuse.rclone"};
+        "nfs",        "nfs4",        "cifs", "smb3",   "smbfs",          "sshfs",
+        "fuse.sshfs", "9p",          "afs",  "ceph",   "glusterfs",      "ncpfs",
+        "davfs",      "fuse.davfs2", "coda", "lustre", "fuse.glusterfs", "fuse.rclone"};
     if (fsType == "iso9660" || fsType == "udf") {
         return kDriveCdRom;
     }
@@ -95,9 +95,8 @@ int DriveTypeOf(const std::string& directory) {
         fields >> fsType;
         mountPoint = Unescape(mountPoint);
         const bool covers =
-            path == mountPoint ||
-            (path.compare(0, mountPoint.size(), mountPoint) == 0 &&
-             (mountPoint == "/" || path[mountPoint.size()] == '/'));
+            path == mountPoint || (path.compare(0, mountPoint.size(), mountPoint) == 0 &&
+                                   (mountPoint == "/" || path[mountPoint.size()] == '/'));
         if (!covers || (found && mountPoint.size() < bestMount.size())) {
             continue;
         }

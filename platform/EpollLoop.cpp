@@ -14,7 +14,9 @@ EpollLoop::EpollLoop() : m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
     }
 }
 
-EpollLoop::~EpollLoop() { close(m_epoll); }
+EpollLoop::~EpollLoop() {
+    close(m_epoll);
+}
 
 void EpollLoop::WatchReadable(int fd, Callback onReadable) {
     epoll_event ev{};
@@ -40,7 +42,9 @@ EventLoop::TimerId EpollLoop::StartTimer(int milliseconds, bool repeat, Callback
     return id;
 }
 
-void EpollLoop::StopTimer(TimerId id) { m_timers.erase(id); }
+void EpollLoop::StopTimer(TimerId id) {
+    m_timers.erase(id);
+}
 
 void EpollLoop::Run() {
     m_bQuit = false;
@@ -49,7 +53,9 @@ void EpollLoop::Run() {
     }
 }
 
-void EpollLoop::Quit() { m_bQuit = true; }
+void EpollLoop::Quit() {
+    m_bQuit = true;
+}
 
 int EpollLoop::NextTimerWaitMs(int timeoutMs) const {
     if (m_timers.empty()) {
@@ -61,10 +67,9 @@ int EpollLoop::NextTimerWaitMs(int timeoutMs) const {
     }
     const auto now = Clock::now();
     const int untilTimer =
-        earliest <= now
-            ? 0
-            : static_cast<int>(
-                  std::chrono::ceil<std::chrono::milliseconds>(earliest - now).count());
+        earliest <= now ? 0
+                        : static_cast<int>(
+                              std::chrono::ceil<std::chrono::milliseconds>(earliest - now).count());
     return timeoutMs < 0 ? untilTimer : std::min(timeoutMs, untilTimer);
 }
 

@@ -10,7 +10,7 @@
 
 // EventLoop on epoll, for the daemon and the tests.
 class EpollLoop : public EventLoop {
-public:
+  public:
     EpollLoop();
     ~EpollLoop() override;
     EpollLoop(const EpollLoop&) = delete;
@@ -26,7 +26,7 @@ public:
     // Waits at most timeoutMs for events and dispatches what is ready; returns how many ran.
     int RunOnce(int timeoutMs);
 
-private:
+  private:
     using Clock = std::chrono::steady_clock;
     struct Timer {
         Clock::time_point due;

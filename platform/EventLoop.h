@@ -5,7 +5,7 @@
 
 // The one main loop: every socket notification and timer of the program runs through it.
 class EventLoop {
-public:
+  public:
     using Callback = std::function<void()>;
     using TimerId = std::uint64_t;
 

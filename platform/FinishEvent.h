@@ -6,7 +6,7 @@
 
 // A manual-reset event: once set it stays set, and every wait on it returns at once.
 class FinishEvent {
-public:
+  public:
     void Set() {
         {
             std::lock_guard<std::mutex> lock(m_mutex);
@@ -24,7 +24,7 @@ public:
         return m_cv.wait_for(lock, timeout, [this] { return m_bSet; });
     }
 
-private:
+  private:
     std::mutex m_mutex;
     std::condition_variable m_cv;
     bool m_bSet = false;

@@ -10,16 +10,16 @@ enum class BoxIcon { Exclamation, Information, Question };
 
 // What the server asks of the person at the console: message boxes and choices.
 class Operator {
-public:
+  public:
     virtual ~Operator() = default;
 
     // A box that the operator dismisses.
     virtual void ShowMessage(const std::string& text, BoxIcon icon) = 0;
 
     struct MultihomedChoice {
-        bool bOk = false;            // left with OK
-        int nSelected = -1;          // line selected, -1 for none
-        bool bDontShowAgain = false; // state of "Do not show this box again"
+        bool bOk = false;             // left with OK
+        int nSelected = -1;           // line selected, -1 for none
+        bool bDontShowAgain = false;  // state of "Do not show this box again"
     };
     // The multihomed box: pick one of the host's addresses.
     virtual MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,

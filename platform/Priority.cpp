@@ -9,7 +9,9 @@ namespace {
 int g_classNice = 0;
 }  // namespace
 
-pid_t CurrentThreadId() { return static_cast<pid_t>(syscall(SYS_gettid)); }
+pid_t CurrentThreadId() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
 
 void SetThreadPriority(pid_t tid, ThreadPriority priority) {
     // A higher nice value is a lower priority.

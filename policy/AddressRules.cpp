@@ -152,9 +152,13 @@ bool ReadCountedString(std::istream& in, std::string& text) {
     return true;
 }
 
-int CServerApp::IsInDenyList(const char* pszAddress) { return IsInList(m_DenyList, pszAddress); }
+int CServerApp::IsInDenyList(const char* pszAddress) {
+    return IsInList(m_DenyList, pszAddress);
+}
 
-int CServerApp::IsInAllowList(const char* pszAddress) { return IsInList(m_AllowList, pszAddress); }
+int CServerApp::IsInAllowList(const char* pszAddress) {
+    return IsInList(m_AllowList, pszAddress);
+}
 
 std::string CServerApp::RulesFileName() const {
     if (!ADData.empty()) {
@@ -182,7 +186,8 @@ void CServerApp::SaveRules() {
     const std::string name = RulesFileName();
     std::ofstream out(name, std::ios::binary | std::ios::trunc);
     if (!out) {
-        m_operator.ShowMessage("Unable to create or Open the file :\n" + name, BoxIcon::Exclamation);
+        m_operator.ShowMessage("Unable to create or Open the file :\n" + name,
+                               BoxIcon::Exclamation);
         return;
     }
     WriteList(out, m_AllowList);

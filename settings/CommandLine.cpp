@@ -28,7 +28,8 @@ void CServerApp::ParseArguments(int argc, const char* const* argv) {
                 OutPath = value;
                 m_bOutPathArg = 1;
                 break;
-            default: break;
+            default:
+                break;
         }
     }
 }
