@@ -5,11 +5,10 @@
 
 #include <cstdio>
 
-#include "server/ListenSocket.h"
-#include "server/ServerApp.h"
+#include "settings/Settings.h"
 
-CClientListModel::CClientListModel(CServerApp& app)
-    : m_app(app), m_now([] { return std::time(nullptr); }) {}
+CClientListModel::CClientListModel(ClientListHost& host)
+    : m_host(host), m_now([] { return std::time(nullptr); }) {}
 
 std::string CClientListModel::FormatTime(std::time_t when) {
     std::tm local{};
@@ -148,8 +147,8 @@ void CClientListModel::RemoveOldest(bool& bWriting, const std::string& logFile) 
 }
 
 void CClientListModel::MakeRoom() {
-    const int limit = RowLimit(m_app.nMaxDisplayPos);
-    const std::string logFile = m_app.LogFile;
+    const int limit = RowLimit(m_host.Settings().nMaxDisplayPos);
+    const std::string logFile = m_host.Settings().LogFile;
     bool bWriting = !logFile.empty();
     while (static_cast<int>(m_rows.size()) > limit) {
         RemoveOldest(bWriting, logFile);
@@ -157,7 +156,7 @@ void CClientListModel::MakeRoom() {
 }
 
 void CClientListModel::ClearRows() {
-    const std::string logFile = m_app.LogFile;
+    const std::string logFile = m_host.Settings().LogFile;
     bool bWriting = !logFile.empty();
     while (!m_rows.empty()) {
         RemoveOldest(bWriting, logFile);
@@ -175,7 +174,7 @@ void CClientListModel::IdleSweep() {
 }
 
 void CClientListModel::OnTimer() {
-    if (m_app.ClientCount() != 0) {
+    if (m_host.ClientCount() != 0) {
         m_bIdle = false;
     } else if (m_pObserver != nullptr && m_pObserver->DestroyAlertBox()) {
         // At most one piece of idle work per tick.
@@ -183,8 +182,5 @@ void CClientListModel::OnTimer() {
         m_bIdle = true;
         IdleSweep();
     }
-    if (m_app.m_pListenSocket) {
-        m_app.m_pListenSocket->Housekeeping();
-    }
-    m_app.ApplyThreadPriorities();
+    m_host.Tick();
 }

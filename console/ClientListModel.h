@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "console/ClientStatus.h"
-
-class CServerApp;
+#include "server/ClientListHost.h"
+#include "server/ClientStatus.h"
 
 // What a window or printer of the client list is told as rows come, change and go.
 class ClientListObserver {
@@ -33,8 +32,6 @@ class ClientListObserver {
 class CClientListModel : public CClientView {
   public:
     enum Column { kClient, kFile, kStatus, kStart, kFinish, kResult, kColumns };
-    // Column widths in pixels when none are stored, and after "Reset Columns".
-    static constexpr int kDefaultWidths[kColumns] = {150, 120, 80, 90, 90, 110};
     // Item data of retired rows.
     static constexpr std::intptr_t kRetired = 0;
     static constexpr std::intptr_t kFailed = -1;
@@ -45,7 +42,7 @@ class CClientListModel : public CClientView {
         std::intptr_t itemData = 0;
     };
 
-    explicit CClientListModel(CServerApp& app);
+    explicit CClientListModel(ClientListHost& host);
 
     void SetObserver(ClientListObserver* pObserver) { m_pObserver = pObserver; }
     // Where the present local time comes from; the tests fix it.
@@ -79,7 +76,7 @@ class CClientListModel : public CClientView {
     void RemoveOldest(bool& bWriting, const std::string& logFile);
     void Changed(int row, std::uint32_t serial);
 
-    CServerApp& m_app;
+    ClientListHost& m_host;
     ClientListObserver* m_pObserver = nullptr;
     std::function<std::time_t()> m_now;
     std::vector<Row> m_rows;

@@ -1,10 +1,6 @@
 #include "policy/AddressRules.h"
 
-#include <fstream>
-#include <vector>
-
-#include "platform/Operator.h"
-#include "server/ServerApp.h"
+#include <algorithm>
 
 namespace {
 
@@ -152,44 +148,12 @@ bool ReadCountedString(std::istream& in, std::string& text) {
     return true;
 }
 
-int CServerApp::IsInDenyList(const char* pszAddress) {
-    return IsInList(m_DenyList, pszAddress);
+bool ReadRules(std::istream& in, std::list<std::string>& allow, std::list<std::string>& deny) {
+    return ReadList(in, allow) && ReadList(in, deny);
 }
 
-int CServerApp::IsInAllowList(const char* pszAddress) {
-    return IsInList(m_AllowList, pszAddress);
-}
-
-std::string CServerApp::RulesFileName() const {
-    if (!ADData.empty()) {
-        return ADData;
-    }
-    const auto slash = m_AppPath.rfind('/');
-    return (slash == std::string::npos ? m_AppPath : m_AppPath.substr(0, slash + 1)) +
-           "AllowDeny.dat";
-}
-
-void CServerApp::LoadRules() {
-    std::ifstream in(RulesFileName(), std::ios::binary);
-    if (!in) {
-        bAllow = 0;
-        bDeny = 0;
-        return;
-    }
-    // A file that ends early keeps what was read.
-    if (ReadList(in, m_AllowList)) {
-        ReadList(in, m_DenyList);
-    }
-}
-
-void CServerApp::SaveRules() {
-    const std::string name = RulesFileName();
-    std::ofstream out(name, std::ios::binary | std::ios::trunc);
-    if (!out) {
-        m_operator.ShowMessage("Unable to create or Open the file :\n" + name,
-                               BoxIcon::Exclamation);
-        return;
-    }
-    WriteList(out, m_AllowList);
-    WriteList(out, m_DenyList);
+void WriteRules(std::ostream& out, const std::list<std::string>& allow,
+                const std::list<std::string>& deny) {
+    WriteList(out, allow);
+    WriteList(out, deny);
 }

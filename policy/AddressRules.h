@@ -17,3 +17,9 @@ int IsInList(const std::list<std::string>& rules, const char* pszAddress);
 void WriteCountedString(std::ostream& out, const std::string& text);
 // False when the stream ends before the string does.
 bool ReadCountedString(std::istream& in, std::string& text);
+
+// The rule file: the allow list, then the deny list, each a four-byte little-endian count and
+// that many counted strings. False when the stream ends early; what was read stays in the lists.
+bool ReadRules(std::istream& in, std::list<std::string>& allow, std::list<std::string>& deny);
+void WriteRules(std::ostream& out, const std::list<std::string>& allow,
+                const std::list<std::string>& deny);

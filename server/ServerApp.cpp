@@ -4,18 +4,8 @@
 #include "server/DecisionBox.h"
 #include "server/ListenSocket.h"
 
-namespace {
-CServerApp* g_pApp = nullptr;
-}  // namespace
-
-CServerApp* GetServerApp() {
-    return g_pApp;
-}
-
 CServerApp::CServerApp(EventLoop& loop, Operator& op, const Clock& clock)
-    : m_loop(loop), m_operator(op), m_clock(clock), m_mainThread(CurrentThreadId()) {
-    g_pApp = this;
-}
+    : m_loop(loop), m_operator(op), m_clock(clock), m_mainThread(CurrentThreadId()) {}
 
 CServerApp::~CServerApp() {
     m_pView = nullptr;
@@ -31,9 +21,6 @@ CServerApp::~CServerApp() {
     }
     // The only place the settings are written, so a failed start writes them too.
     SaveSettings();
-    if (g_pApp == this) {
-        g_pApp = nullptr;
-    }
 }
 
 int CServerApp::InitInstance(int argc, const char* const* argv) {
@@ -86,4 +73,11 @@ void CServerApp::NotifyView(int code, std::int32_t serial) {
 
 int CServerApp::ClientCount() const {
     return m_pListenSocket ? static_cast<int>(m_pListenSocket->m_ClientList.size()) : 0;
+}
+
+void CServerApp::Tick() {
+    if (m_pListenSocket) {
+        m_pListenSocket->Housekeeping();
+    }
+    ApplyThreadPriorities();
 }

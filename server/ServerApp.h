@@ -2,14 +2,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
-#include "console/ClientStatus.h"
 #include "platform/Priority.h"
+#include "server/ClientListHost.h"
+#include "server/ClientStatus.h"
+#include "settings/Settings.h"
 
 class CListenSocket;
 class CDecisionBox;
@@ -17,9 +17,9 @@ class Clock;
 class EventLoop;
 class Operator;
 
-// The one application object: every setting, the listening socket, the status record and the
-// lock of the client table. Reached from anywhere through GetServerApp().
-class CServerApp {
+// The one application object: the settings it serves by, the listening socket, the status
+// record and the lock of the client table.
+class CServerApp : public CSettings, public ClientListHost {
   public:
     CServerApp(EventLoop& loop, Operator& op, const Clock& clock);
     ~CServerApp();
@@ -35,21 +35,7 @@ class CServerApp {
     void SetView(CClientView* pView) { m_pView = pView; }
     CClientView* View() const { return m_pView; }
 
-    // The settings store: one registry file under m_ConfigDir, read once at the start and
-    // written once at the end.
-    void LoadSettings();
-    void SaveSettings();
-    // Fills the stored frame rectangle (left, top, right, bottom) and the six column widths;
-    // 1 if a rectangle was stored.
-    int LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int* pCol1, int* pCol2,
-                            int* pCol3, int* pCol4, int* pCol5, int* pCol6);
-    // The XDG autostart entry that starts the program (empty path) or an update once.
-    void WriteRunOnce(std::string path);
-
-    // Command line (-A, -I, -O).
-    void ParseArguments(int argc, const char* const* argv);
-
-    // Address rules and their file.
+    // Address rules and their file (AllowDeny.dat beside the program, or ADData).
     int IsInDenyList(const char* pszAddress);
     int IsInAllowList(const char* pszAddress);
     void LoadRules();
@@ -64,8 +50,10 @@ class CServerApp {
     void CloseDecisionBoxes();
     void ApplyProcessPriority();
     void ApplyThreadPriorities();
-    // Number of clients on the table of the current listening socket.
-    int ClientCount() const;
+
+    const CSettings& Settings() const override { return *this; }
+    int ClientCount() const override;
+    void Tick() override;
 
     EventLoop& Loop() const { return m_loop; }
     Operator& Op() const { return m_operator; }
@@ -87,63 +75,6 @@ class CServerApp {
     // Serials run 1 to 1001 and then from 1 again; kept across listening sockets.
     std::int32_t m_nClientSerial = 0;
 
-    // Settings.
-    std::string InPath;
-    std::string OutPath;
-    std::string Port = "69";
-    std::string Timeout = "30";
-    std::string ForceFile;
-    std::string LogFile = "Quaylon.log";
-    std::string ADData;
-    std::string SysLogData;
-    std::uint32_t SysLogFlags = 0;
-    std::uint32_t IcmpFlags = 0;
-    std::uint32_t nDefAddress = 255;
-    std::uint32_t nMaxClientsPos = 4;
-    std::uint32_t nMaxDisplayPos = 6;
-    std::uint32_t nPriority = 4;
-    std::uint32_t bForce = 0;
-    std::uint32_t bAllow = 0;
-    std::uint32_t bDeny = 0;
-    std::uint32_t bDisplay = 1;
-    std::uint32_t bShowAlert = 1;
-    std::uint32_t bAllowTsize = 1;
-    std::uint32_t bAllowTimeout = 1;
-    std::uint32_t bNoSplash = 0;
-    std::uint32_t bRaisePriority = 0;
-    std::uint32_t bUseGraphic = 0;
-    std::uint32_t bMinimizeAtStartup = 0;
-    std::uint32_t bShowMultihomed = 0;
-    std::uint32_t bPreventAutoRestart = 0;
-    std::uint32_t bOutboundPaths = 0;
-    std::uint32_t bNoOutbound = 0;
-    std::uint32_t bNoIncoming = 0;
-    std::uint8_t bUseTaskbar = 0;
-    std::uint8_t bSkipRetry = 0;
-    std::uint8_t bInboundPaths = 0;
-    std::uint8_t bCreatePaths = 0;
-    std::uint8_t bRenameDuplicate = 0;
-    std::uint8_t bRenameExisting = 0;
-    std::uint8_t bRejectDuplicate = 0;
-    std::uint8_t bDeleteAfterSend = 0;
-
-    // Not stored as such.
-    std::string m_AppPath;
-    std::string m_StoredLocation;
-    std::int32_t m_nArgAddress = -1;
-    std::uint8_t m_bInPathArg = 0;
-    std::uint8_t m_bOutPathArg = 0;
-    std::list<std::string> m_AllowList;
-    std::list<std::string> m_DenyList;
-
-    // Directory of the settings store: --config-dir, else $XDG_CONFIG_HOME/Orrelin.
-    std::string m_ConfigDir;
-
-    // For this run only: the address to serve on (skipping the address choice), and a Port
-    // given on the command line, which like -I leaves the stored value alone.
-    std::string m_BindAddress;
-    std::uint8_t m_bPortArg = 0;
-
   private:
     EventLoop& m_loop;
     Operator& m_operator;
@@ -154,10 +85,3 @@ class CServerApp {
     std::uint32_t m_nLastPriorityMode = 99;
     int m_nLastPriorityCount = 99;
 };
-
-// The one application object, or null outside its lifetime.
-CServerApp* GetServerApp();
-
-// Stores the frame rectangle and, unless col1 or col2 is -1, the six column widths.
-void SaveWindowPlacement(int left, int top, int right, int bottom, int reserved, int col1, int col2,
-                         int col3, int col4, int col5, int col6);

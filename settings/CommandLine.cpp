@@ -1,8 +1,8 @@
 #include <cctype>
 
-#include "server/ServerApp.h"
+#include "settings/Settings.h"
 
-void CServerApp::ParseArguments(int argc, const char* const* argv) {
+void CSettings::ParseArguments(int argc, const char* const* argv) {
     m_AppPath = argc > 0 && argv[0] != nullptr ? argv[0] : "";
     // Only a full path says where the program lies; otherwise the one stored last time does.
     if (m_AppPath.rfind('/', 0) != 0 && !m_StoredLocation.empty()) {

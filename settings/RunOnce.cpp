@@ -1,7 +1,7 @@
 #include <string>
 
-#include "server/ServerApp.h"
 #include "settings/ConfigFiles.h"
+#include "settings/Settings.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ std::string ExecArgument(const std::string& text) {
 
 }  // namespace
 
-void CServerApp::WriteRunOnce(std::string path) {
+void CSettings::WriteRunOnce(std::string path) const {
     if (bPreventAutoRestart != 0) {
         return;
     }

@@ -3,10 +3,9 @@
 #include <string>
 #include <variant>
 
-#include "console/ClientListModel.h"
-#include "server/ServerApp.h"
 #include "settings/ConfigFiles.h"
 #include "settings/RegistryFile.h"
+#include "settings/Settings.h"
 
 namespace {
 
@@ -23,31 +22,31 @@ constexpr std::uint32_t kMissingDefAddress = 255;
 struct FlagBit {
     std::uint32_t bit;
     bool bInverted;  // the bit is set when the member is 0
-    std::variant<std::uint32_t CServerApp::*, std::uint8_t CServerApp::*> member;
+    std::variant<std::uint32_t CSettings::*, std::uint8_t CSettings::*> member;
 };
 
 // The on/off options packed into the word bDelete.
 const FlagBit kFlagBits[] = {
-    {0x00000002, false, &CServerApp::bShowAlert},
-    {0x00000004, false, &CServerApp::bAllowTsize},
-    {0x00000008, false, &CServerApp::bAllowTimeout},
-    {0x00000010, false, &CServerApp::bNoSplash},
-    {0x00000020, false, &CServerApp::bRaisePriority},
-    {0x00000040, false, &CServerApp::bUseGraphic},
-    {0x00000080, false, &CServerApp::bMinimizeAtStartup},
-    {0x00000100, true, &CServerApp::bShowMultihomed},
-    {0x00000200, true, &CServerApp::bPreventAutoRestart},
-    {0x00000400, true, &CServerApp::bOutboundPaths},
-    {0x00001000, false, &CServerApp::bNoOutbound},
-    {0x00002000, false, &CServerApp::bNoIncoming},
-    {0x00004000, false, &CServerApp::bUseTaskbar},
-    {0x00008000, false, &CServerApp::bSkipRetry},
-    {0x00010000, false, &CServerApp::bInboundPaths},
-    {0x00020000, false, &CServerApp::bCreatePaths},
-    {0x00040000, false, &CServerApp::bRenameDuplicate},
-    {0x00080000, false, &CServerApp::bRenameExisting},
-    {0x00100000, false, &CServerApp::bRejectDuplicate},
-    {0x00200000, false, &CServerApp::bDeleteAfterSend},
+    {0x00000002, false, &CSettings::bShowAlert},
+    {0x00000004, false, &CSettings::bAllowTsize},
+    {0x00000008, false, &CSettings::bAllowTimeout},
+    {0x00000010, false, &CSettings::bNoSplash},
+    {0x00000020, false, &CSettings::bRaisePriority},
+    {0x00000040, false, &CSettings::bUseGraphic},
+    {0x00000080, false, &CSettings::bMinimizeAtStartup},
+    {0x00000100, true, &CSettings::bShowMultihomed},
+    {0x00000200, true, &CSettings::bPreventAutoRestart},
+    {0x00000400, true, &CSettings::bOutboundPaths},
+    {0x00001000, false, &CSettings::bNoOutbound},
+    {0x00002000, false, &CSettings::bNoIncoming},
+    {0x00004000, false, &CSettings::bUseTaskbar},
+    {0x00008000, false, &CSettings::bSkipRetry},
+    {0x00010000, false, &CSettings::bInboundPaths},
+    {0x00020000, false, &CSettings::bCreatePaths},
+    {0x00040000, false, &CSettings::bRenameDuplicate},
+    {0x00080000, false, &CSettings::bRenameExisting},
+    {0x00100000, false, &CSettings::bRejectDuplicate},
+    {0x00200000, false, &CSettings::bDeleteAfterSend},
 };
 
 std::string StorePath(const std::string& configDir) {
@@ -66,14 +65,14 @@ std::optional<std::string> ReadText(const RegistryFile& store, const char* name)
     return text;
 }
 
-void UnpackFlags(CServerApp& app, std::uint32_t word) {
+void UnpackFlags(CSettings& app, std::uint32_t word) {
     for (const FlagBit& flag : kFlagBits) {
         const bool bSet = (word & flag.bit) != 0;
         std::visit([&](auto member) { app.*member = bSet != flag.bInverted ? 1 : 0; }, flag.member);
     }
 }
 
-std::uint32_t PackFlags(const CServerApp& app) {
+std::uint32_t PackFlags(const CSettings& app) {
     std::uint32_t word = 0;
     for (const FlagBit& flag : kFlagBits) {
         const bool bOn = std::visit([&](auto member) { return app.*member != 0; }, flag.member);
@@ -86,7 +85,7 @@ std::uint32_t PackFlags(const CServerApp& app) {
 
 }  // namespace
 
-void CServerApp::LoadSettings() {
+void CSettings::LoadSettings() {
     // A --port given for this run has already been set and must outlive the stored one.
     if (!m_bPortArg) {
         Port = "69";
@@ -134,7 +133,7 @@ void CServerApp::LoadSettings() {
     take("Logfile", LogFile);
 }
 
-void CServerApp::SaveSettings() {
+void CSettings::SaveSettings() const {
     RegistryFile store(StorePath(m_ConfigDir), kHive);
     store.WriteText(kKey, "Location", m_AppPath);
     // Directories and a port given for one run leave the stored ones in place.
@@ -165,11 +164,11 @@ void CServerApp::SaveSettings() {
     store.Commit();
 }
 
-int CServerApp::LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int* pCol1, int* pCol2,
-                                    int* pCol3, int* pCol4, int* pCol5, int* pCol6) {
+int CSettings::LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int* pCol1, int* pCol2,
+                                   int* pCol3, int* pCol4, int* pCol5, int* pCol6) const {
     int* const widths[6] = {pCol1, pCol2, pCol3, pCol4, pCol5, pCol6};
     for (int i = 0; i < 6; ++i) {
-        *widths[i] = CClientListModel::kDefaultWidths[i];
+        *widths[i] = kDefaultWidths[i];
     }
     int result = 0;
     const RegistryFile store(StorePath(m_ConfigDir), kHive);
@@ -202,10 +201,10 @@ int CServerApp::LoadWindowPlacement(int rect[4], std::uint32_t* pbMinimized, int
     return result;
 }
 
-void SaveWindowPlacement(int left, int top, int right, int bottom, int /*reserved*/, int col1,
-                         int col2, int col3, int col4, int col5, int col6) {
-    const CServerApp* app = GetServerApp();
-    RegistryFile store(StorePath(app != nullptr ? app->m_ConfigDir : ""), kHive);
+void CSettings::SaveWindowPlacement(int left, int top, int right, int bottom, int /*reserved*/,
+                                    int col1, int col2, int col3, int col4, int col5,
+                                    int col6) const {
+    RegistryFile store(StorePath(m_ConfigDir), kHive);
     store.WriteDword(kKey, "WinLeft", static_cast<std::uint32_t>(left));
     store.WriteDword(kKey, "WinTop", static_cast<std::uint32_t>(top));
     store.WriteDword(kKey, "WinRight", static_cast<std::uint32_t>(right));

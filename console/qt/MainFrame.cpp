@@ -275,8 +275,8 @@ void CMainFrame::OnEndSession() {
     m_pView->OnClearDisplay();
     m_app.WriteRunOnce("");
     const QRect r = frameGeometry();
-    SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, -1, -1, -1, -1, -1,
-                        -1);
+    m_app.SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, -1, -1, -1, -1,
+                              -1, -1);
 }
 
 void CMainFrame::OnAbout() {

@@ -88,8 +88,8 @@ void CNewView::OnInitialUpdate() {
         return;
     }
     bDone = true;
-    const bool bDefaults = std::equal(std::begin(widths), std::end(widths),
-                                      std::begin(CClientListModel::kDefaultWidths));
+    const bool bDefaults =
+        std::equal(std::begin(widths), std::end(widths), std::begin(CSettings::kDefaultWidths));
     for (int column = 0; column < CClientListModel::kColumns; ++column) {
         setColumnWidth(column, bDefaults ? DefaultWidth(column) : widths[column]);
     }
@@ -102,9 +102,9 @@ void CNewView::OnInitialUpdate() {
 void CNewView::OnDestroy() {
     const QWidget* frame = window();
     const QRect r = frame->frameGeometry();
-    SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, columnWidth(0),
-                        columnWidth(1), columnWidth(2), columnWidth(3), columnWidth(4),
-                        columnWidth(5));
+    m_app.SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, columnWidth(0),
+                              columnWidth(1), columnWidth(2), columnWidth(3), columnWidth(4),
+                              columnWidth(5));
 }
 
 void CNewView::OnActivateView() {
@@ -131,9 +131,9 @@ int CNewView::DefaultWidth(int column) const {
     // The default widths were made for a font in which a time just fits the Start column; a
     // wider font widens every column alike, so that times and figures are not cut.
     const int timeWidth = fontMetrics().horizontalAdvance("28 Nov, 00:00:00") + 10;
-    const double scale = std::max(
-        1.0, timeWidth / double(CClientListModel::kDefaultWidths[CClientListModel::kStart]));
-    return static_cast<int>(CClientListModel::kDefaultWidths[column] * scale + 0.5);
+    const double scale =
+        std::max(1.0, timeWidth / double(CSettings::kDefaultWidths[CClientListModel::kStart]));
+    return static_cast<int>(CSettings::kDefaultWidths[column] * scale + 0.5);
 }
 
 void CNewView::OnTimer() {

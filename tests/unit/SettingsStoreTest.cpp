@@ -3,7 +3,8 @@
 
 #include <regex>
 
-#include "support/ServerHarness.h"
+#include "settings/Settings.h"
+#include "support/TempDir.h"
 
 namespace {
 
@@ -23,18 +24,21 @@ int CountLines(const std::string& text, const std::string& pattern) {
 
 class SettingsStore : public ::testing::Test {
   protected:
-    // The harness serves on a port of this run only; these tests are about the stored one.
-    SettingsStore() { app.m_bPortArg = 0; }
-    std::string File() const { return h.config / "registry.reg"; }
+    SettingsStore() {
+        app.m_ConfigDir = config.Path();
+        app.InPath = "/srv/in/";
+        app.OutPath = "/srv/out/";
+    }
+    std::string File() const { return config / "registry.reg"; }
 
-    ServerHarness h;
-    CServerApp& app = h.app;
+    TempDir config;
+    CSettings app;
 };
 
 }  // namespace
 
 TEST_F(SettingsStore, FirstRunWritesEveryValueInOrder) {
-    app.m_ConfigDir = h.config / "not/yet";
+    app.m_ConfigDir = config / "not/yet";
     app.LoadSettings();
     EXPECT_EQ(app.nPriority, 4u) << "no key: the start values stand";
 
@@ -42,11 +46,10 @@ TEST_F(SettingsStore, FirstRunWritesEveryValueInOrder) {
     app.ForceFile = R"(a\b "c".bin)";
     app.LogFile = "Quaylon.log";
     app.SaveSettings();
-    EXPECT_EQ(ReadFile(h.config / "not/yet/registry.reg"),
-              Store("\"Location\"=\"/opt/q/quaylond\"\n\"InPath\"=\"" + h.in.Dir() +
-                    "\"\n\"OutPath\"=\"" + h.out.Dir() +
-                    "\"\n"
-                    R"("Port"="69"
+    EXPECT_EQ(ReadFile(config / "not/yet/registry.reg"), Store(R"("Location"="/opt/q/quaylond"
+"InPath"="/srv/in/"
+"OutPath"="/srv/out/"
+"Port"="69"
 "Timeout"="30"
 "ForceFile"="a\\b \"c\".bin"
 "SysLogData"=""
@@ -65,9 +68,9 @@ TEST_F(SettingsStore, FirstRunWritesEveryValueInOrder) {
 
 )"));
     struct stat info {};
-    ASSERT_EQ(stat((h.config / "not/yet").c_str(), &info), 0);
+    ASSERT_EQ(stat((config / "not/yet").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0700u);
-    ASSERT_EQ(stat((h.config / "not/yet/registry.reg").c_str(), &info), 0);
+    ASSERT_EQ(stat((config / "not/yet/registry.reg").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
 
     app.ForceFile.clear();
@@ -178,16 +181,16 @@ TEST_F(SettingsStore, WindowPlacement) {
     EXPECT_EQ(bMin, 1u);
 
     app.SaveSettings();
-    SaveWindowPlacement(-5, 30, 700, 500, 0, 200, 1, 2, 3, 4, 5);
+    app.SaveWindowPlacement(-5, 30, 700, 500, 0, 200, 1, 2, 3, 4, 5);
     EXPECT_EQ(load(), 1);
     EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{-5, 30, 700, 500}));
     EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{200, 1, 2, 3, 4, 5}));
-    app.Port.clear();
+    app.OutPath.clear();
     app.LoadSettings();
-    EXPECT_EQ(app.Port, std::to_string(h.port)) << "the other values stay beside the window's";
+    EXPECT_EQ(app.OutPath, "/srv/out/") << "the other values stay beside the window's";
 
     // A first column as wide as the window throws all six widths away.
-    SaveWindowPlacement(0, 0, 300, 200, 0, 300, 1, 2, 3, 4, 5);
+    app.SaveWindowPlacement(0, 0, 300, 200, 0, 300, 1, 2, 3, 4, 5);
     EXPECT_EQ(load(), 1);
     EXPECT_EQ(std::vector<int>(c, c + 6), defaults);
 
@@ -197,4 +200,30 @@ TEST_F(SettingsStore, WindowPlacement) {
     EXPECT_EQ(load(), 1);
     EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{7, 7, 400, 400}));
     EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{50, 50, 33, 33, 33, 33}));
+}
+
+TEST_F(SettingsStore, EachBitOfTheFlagWordLoadsItsOwnMember) {
+    // In bit order from 0x2 up, 0x800 unused; the three at 0x100-0x400 are stored inverted.
+    const auto flags = [](const CSettings& s) {
+        return std::vector<unsigned>{
+            s.bShowAlert,          s.bAllowTsize,     s.bAllowTimeout,      s.bNoSplash,
+            s.bRaisePriority,      s.bUseGraphic,     s.bMinimizeAtStartup, s.bShowMultihomed,
+            s.bPreventAutoRestart, s.bOutboundPaths,  s.bNoOutbound,        s.bNoIncoming,
+            s.bUseTaskbar,         s.bSkipRetry,      s.bInboundPaths,      s.bCreatePaths,
+            s.bRenameDuplicate,    s.bRenameExisting, s.bRejectDuplicate,   s.bDeleteAfterSend};
+    };
+    std::vector<unsigned> none(20, 0);
+    none[7] = none[8] = none[9] = 1;
+    for (int i = 0; i < 20; ++i) {
+        const std::uint32_t bit = 0x2u << (i < 10 ? i : i + 1);
+        char line[64];
+        std::snprintf(line, sizeof line, "\"bDelete\"=dword:%08x", bit);
+        WriteFile(File(), Store(line + std::string("\n")));
+        app.LoadSettings();
+        std::vector<unsigned> expected = none;
+        expected[static_cast<std::size_t>(i)] ^= 1;
+        EXPECT_EQ(flags(app), expected) << line;
+        app.SaveSettings();
+        EXPECT_EQ(CountLines(ReadFile(File()), line), 1) << "and saves back to the same bit";
+    }
 }
