@@ -118,13 +118,15 @@ TEST_F(ListFixture, LimitSendsTheOldestRowsToTheLogInArrivalOrder) {
 TEST(ClientListIdle, SweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
     ServerHarness h;
     ASSERT_TRUE(h.Start());
-    for (std::int32_t serial : {4000, 5000}) {
+    for (std::int32_t serial : {4000, 5000, 3000}) {
         h.app.m_Status.text = "127.0.0.5";
         h.app.NotifyView(STATUS_NEW_CLIENT, serial);
     }
+    h.app.NotifyView(STATUS_RESULT, 3000);
     h.Tick();  // no client on the table: the idle sweep
     const auto& rows = h.model.Rows();
-    ASSERT_EQ(rows.size(), 3u);
+    ASSERT_EQ(rows.size(), 4u);
+    EXPECT_EQ(rows[3].columns[M::kStatus], "") << "a retired row is no serial";
     EXPECT_EQ(rows[1].itemData, M::kSwept);
     EXPECT_EQ(rows[1].columns[M::kStatus], "Done");
     EXPECT_EQ(rows[2].itemData, 5000) << "5000 and above are no serials";
@@ -132,5 +134,5 @@ TEST(ClientListIdle, SweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
     // Idle already: a second quiet tick sweeps nothing new.
     h.app.NotifyView(STATUS_NEW_CLIENT, 12);
     h.Tick();
-    EXPECT_EQ(h.model.Rows()[3].itemData, 12);
+    EXPECT_EQ(h.model.Rows()[4].itemData, 12);
 }

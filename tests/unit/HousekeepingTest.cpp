@@ -6,6 +6,7 @@ using Housekeeping = Served;
 
 TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOut) {
     WriteFile(h.out / "f", PatternBytes(600));
+    h.app.bDeleteAfterSend = 1;
     auto writer = h.NewPeer("127.0.0.2");
     const auto data1 = peer->Exchange(h.port, tftp::Rrq("f"));
     ASSERT_TRUE(data1);
@@ -29,6 +30,7 @@ TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOut) {
     EXPECT_EQ(rows[2].columns[Col::kResult], "TimedOut : Receiving");
     EXPECT_EQ(rows[2].columns[Col::kStatus], "Done");
     EXPECT_EQ(rows[2].itemData, CClientListModel::kFailed);
+    EXPECT_TRUE(FileExists(h.out / "f")) << "only a finished read deletes its file";
 }
 
 TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {

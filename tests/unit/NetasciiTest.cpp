@@ -24,14 +24,14 @@ TEST_F(Netascii, ReadSendsLineEndsAsPairsAndRepeatsABlockByteForByte) {
     EXPECT_EQ(LastCell(h, Col::kStatus), "%100, 14") << "the total becomes what went out";
 }
 
-TEST_F(Netascii, WriteTurnsPairsBackIntoLineEndsAcrossBlocks) {
+TEST_F(Netascii, WriteTurnsPairsBackIntoLineEndsAcrossBlocksAndKeepsBareCrs) {
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("t", "netascii", {{"blksize", "8"}})),
               tftp::Oack({{"blksize", "8"}}));
     const std::string blocks[] = {"abcdefg\r", std::string("\nh\r\0ijk\r", 8),
-                                  std::string("\0", 1)};
+                                  std::string("\0x\rz\r", 5)};
     for (std::uint16_t block = 1; block <= 3; ++block) {
         EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(block, blocks[block - 1])),
                   tftp::Ack(block));
     }
-    EXPECT_EQ(ReadFile(h.in / "t"), "abcdefg\nh\rijk\r");
+    EXPECT_EQ(ReadFile(h.in / "t"), "abcdefg\nh\rijk\rx\rz\r") << "a bare CR stands for itself";
 }
