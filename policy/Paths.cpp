@@ -32,7 +32,35 @@ LocalPath FormLocalPath(const std::string& base, const std::string& name, bool b
         path.erase(pos, 1);
         result.bChanged = true;
     }
+    // With no base the working directory is the base, and a rooted name stays inside it too.
+    if (base.empty() && !path.empty() && path.front() == '/') {
+        path.erase(0, 1);
+        result.bChanged = true;
+    }
     return result;
+}
+
+bool IsDirectoryName(const std::string& path) {
+    const auto slash = path.rfind('/');
+    const std::string last = slash == std::string::npos ? path : path.substr(slash + 1);
+    struct stat info {};
+    return last.empty() || last == "." || last == ".." ||
+           (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
+}
+
+std::string PrintableName(const std::string& name) {
+    std::string text;
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            char escaped[5];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+            text += escaped;
+        } else {
+            text += c;
+        }
+    }
+    return text;
 }
 
 std::string DuplicateCandidate(const std::string& path, int n) {

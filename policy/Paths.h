@@ -17,6 +17,13 @@ struct LocalPath {
 // taken out of the whole result.
 LocalPath FormLocalPath(const std::string& base, const std::string& name, bool bKeepDirectories);
 
+// True for a name that can only be a directory: empty, ending in '/', "." or "..", or naming
+// an existing directory.
+bool IsDirectoryName(const std::string& path);
+
+// The name with every control byte shown as \xNN, so that a record stays on one line.
+std::string PrintableName(const std::string& name);
+
 // The n-th free name for a duplicate: "%s%d.%s" around the last '.', or ".n" behind a path
 // that has no usable dot.
 std::string DuplicateCandidate(const std::string& path, int n);

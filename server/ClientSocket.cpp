@@ -127,18 +127,25 @@ void CClientSocket::StartRequest(int nLength) {
         }
         const std::string option(name + nameStart, static_cast<std::size_t>(pos - nameStart));
         ++pos;
-        std::uint32_t value = 0;
+        // Wide and saturating, so that no value a client sends can overflow what it sets.
+        std::uint64_t value = 0;
         while (pos < nLength && name[pos] >= '0' && name[pos] <= '9') {
-            value = value * 10 + static_cast<std::uint32_t>(name[pos] - '0');
+            value = std::min<std::uint64_t>(
+                value * 10 + static_cast<std::uint64_t>(name[pos] - '0'), kMaxOptionValue);
             ++pos;
         }
-        const auto nValue = static_cast<std::int32_t>(value);
         if (strcasecmp(option.c_str(), "tsize") == 0) {
             bTsize = m_app.bAllowTsize != 0;
         } else if (strcasecmp(option.c_str(), "timeout") == 0) {
-            m_nTimeoutOption = nValue;
-            bTimeout = m_app.bAllowTimeout != 0;
+            // A time-out beyond what the server counts in is not taken, and so not echoed.
+            if (value <= static_cast<std::uint64_t>(INT32_MAX)) {
+                m_nTimeoutOption = static_cast<std::int32_t>(value);
+                bTimeout = m_app.bAllowTimeout != 0;
+            }
         } else if (strcasecmp(option.c_str(), "blksize") == 0) {
+            // A larger block than a datagram holds is answered with the largest (RFC 2348).
+            const auto nValue =
+                static_cast<std::int32_t>(std::min<std::uint64_t>(value, kMaxBlockSize));
             if (nValue != m_nBlockSize) {
                 m_nBlockSize = nValue;
                 if (!SetBuffers(m_nOpcode == kRrq)) {
@@ -150,6 +157,11 @@ void CClientSocket::StartRequest(int nLength) {
         ++pos;
     }
 
+    if (m_nOpcode != kRrq && IsDirectoryName(m_FullPath)) {
+        // A directory is never a file to receive, nor one to rename out of the way.
+        SendError(2, true, false);
+        return;
+    }
     if (m_nOpcode != kRrq && !HandleDuplicate()) {
         return;
     }
@@ -176,7 +188,7 @@ void CClientSocket::FormPath(const std::string& requestName) {
         local = FormLocalPath(base, requestName, bKeep);
     }
     m_FullPath = local.path;
-    m_app.m_Status.text = (local.bChanged ? "* " : "") + m_FullPath;
+    m_app.m_Status.text = (local.bChanged ? "* " : "") + PrintableName(m_FullPath);
     m_app.NotifyView(STATUS_FILE, m_nClientId);
 }
 
@@ -312,8 +324,7 @@ void CClientSocket::OnReceive(int nErrorCode) {
     const auto nMax =
         std::min<std::size_t>(static_cast<std::size_t>(m_nBlockSize) + 4, m_pBuffer.size());
     m_nLastRecv = ReceiveFrom(m_pBuffer.data(), nMax, m_PeerAddr);
-    if (m_nLastRecv < 4 || !m_bActive) {
-        // No packet; or the transfer is over and only the tick has still to report it.
+    if (m_nLastRecv < 4) {
         return;
     }
     if (m_nOpcode == kRrq) {
@@ -330,7 +341,8 @@ void CClientSocket::HandleAck() {
         SendError(nNumber, false, true);
         return;
     }
-    if (nOpcode != kAck) {
+    if (nOpcode != kAck || !m_pFile) {
+        // Not an ACK, or the read ended in an error and has nothing left to send.
         return;
     }
     if (static_cast<int>(nNumber) == static_cast<int>(m_nBlock) - 1) {
@@ -366,7 +378,16 @@ void CClientSocket::HandleData() {
         SendError(nNumber, false, true);
         return;
     }
-    if (nOpcode != kData || nNumber != static_cast<std::uint16_t>(m_nBlock + 1)) {
+    if (nOpcode != kData) {
+        return;
+    }
+    if (nNumber == m_nBlock && m_Result.empty()) {
+        // A repeat of the block just stored: its ACK was lost, so it goes again (RFC 1350),
+        // also after the last block; deliberately unlike acknowledging each block only once.
+        SendAck();
+        return;
+    }
+    if (nNumber != static_cast<std::uint16_t>(m_nBlock + 1) || !m_pFile) {
         return;
     }
     const int nCount = m_nLastRecv - 4;

@@ -39,6 +39,8 @@ class CClientSocket : public CAsyncSocket {
     // the largest UDP datagram.
     static constexpr int kMinBlockSize = 8;
     static constexpr int kMaxBlockSize = 65464;
+    // Option values saturate here: above every limit the options have, far below overflow.
+    static constexpr std::uint64_t kMaxOptionValue = 1ull << 40;
 
     std::int32_t m_nTimeoutOption = 0;
     std::int32_t m_nBlockSize = 512;

@@ -184,11 +184,20 @@ int CListenSocket::NewClient(int nLength) {
         return 0;
     }
     auto worker = std::make_unique<CManager>();
-    worker->Start();
+    const bool bStarted = worker->Start(m_app.m_LaunchThread);
 
     m_app.m_Status.text = FormatAddress(m_ClientAddr);
     const std::int32_t serial = ++m_app.m_nClientSerial;
     m_app.NotifyView(STATUS_NEW_CLIENT, serial);
+    if (!bStarted) {
+        // Without a worker this one client is refused; the server and the others go on.
+        static constexpr char kNoWorker[] = "\0\5\0\0Inconclusive system error";
+        Refuse(kNoWorker, sizeof kNoWorker);
+        m_app.NotifyView(STATUS_DONE, serial);
+        m_app.m_Status.text = ErrorText(0);
+        m_app.NotifyView(STATUS_ERROR, serial);
+        return 1;
+    }
 
     worker->CreateSocket(m_app);
     CClientSocket& client = *worker->m_pSocket;

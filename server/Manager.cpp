@@ -1,6 +1,7 @@
 #include "server/Manager.h"
 
 #include <chrono>
+#include <system_error>
 
 #include "platform/Priority.h"
 #include "server/ClientSocket.h"
@@ -15,18 +16,24 @@ CManager::~CManager() {
     }
 }
 
-void CManager::Start() {
+bool CManager::Start(const ThreadLauncher& launch) {
     m_hFinishEvent = std::make_unique<FinishEvent>();
     m_bRunning = true;
-    m_thread = std::thread([this] {
-        m_tid = CurrentThreadId();
-        m_threadStarted.Set();
-        m_hFinishEvent->Wait();
+    try {
+        m_thread = launch([this] {
+            m_tid = CurrentThreadId();
+            m_threadStarted.Set();
+            m_hFinishEvent->Wait();
+            m_bRunning = false;
+            m_threadEnded.Set();
+        });
+    } catch (const std::system_error&) {
         m_bRunning = false;
-        m_threadEnded.Set();
-    });
+        return false;
+    }
     // The thread's id must stand before anyone sets its priority.
     m_threadStarted.Wait();
+    return true;
 }
 
 void CManager::CreateSocket(CServerApp& app) {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -11,6 +12,9 @@
 
 class CClientSocket;
 class CServerApp;
+
+// Starts a thread running the function; throws std::system_error when none can be had.
+using ThreadLauncher = std::function<std::thread(std::function<void()>)>;
 
 // The worker of one client: a thread that waits for its finish event and touches nothing else.
 // It gives the client a place in the client table, an end that can be watched, and a priority.
@@ -22,7 +26,8 @@ class CManager {
     CManager& operator=(const CManager&) = delete;
 
     // Starts the thread; it waits on the finish event, which exists before the thread runs.
-    void Start();
+    // False when no thread could be started.
+    bool Start(const ThreadLauncher& launch);
     // Makes the client socket on the main thread and clears m_bStopped.
     void CreateSocket(CServerApp& app);
     // Sets m_bStopped, destroys the socket, sets the finish event.

@@ -9,6 +9,7 @@
 #include "platform/Priority.h"
 #include "server/ClientListHost.h"
 #include "server/ClientStatus.h"
+#include "server/Manager.h"
 #include "settings/Settings.h"
 
 class CListenSocket;
@@ -74,6 +75,8 @@ class CServerApp : public CSettings, public ClientListHost {
     std::int32_t m_bServing = 1;
     // Serials run 1 to 1001 and then from 1 again; kept across listening sockets.
     std::int32_t m_nClientSerial = 0;
+    // How a client's worker thread is started; the tests make it fail.
+    ThreadLauncher m_LaunchThread = [](std::function<void()> run) { return std::thread(run); };
 
   private:
     EventLoop& m_loop;

@@ -1,28 +1,75 @@
 #include "server/TransferFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+// Deliberately not path itself: a new file beside it, so that neither a failed upload nor a
+// second client writing the same name touches path before the whole file is there.
+int CreatePartFile(const std::string& path, std::string& partPath) {
+    static unsigned s_nCounter = 0;
+    const auto slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        partPath = dir + "." + name + "." + std::to_string(getpid()) + "-" +
+                   std::to_string(++s_nCounter) + ".part";
+        const int fd = open(partPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST) {
+            return fd;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
 
 std::unique_ptr<TransferFile> TransferFile::Open(const std::string& path, Mode mode) {
     const bool bWrite = mode == Mode::WriteBinary || mode == Mode::WriteText;
-    std::FILE* file = std::fopen(path.c_str(), bWrite ? "wbe" : "rbe");
-    if (file == nullptr) {
+    std::string partPath;
+    // Non-blocking, so that a FIFO or a device cannot hold the main thread in open().
+    const int fd = bWrite ? CreatePartFile(path, partPath)
+                          : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
         return nullptr;
     }
     struct stat info {};
-    if (fstat(fileno(file), &info) != 0 || S_ISDIR(info.st_mode)) {
-        std::fclose(file);
+    std::FILE* file = nullptr;
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        file = fdopen(fd, bWrite ? "wb" : "rb");
+    }
+    if (file == nullptr) {
+        close(fd);
+        if (bWrite) {
+            unlink(partPath.c_str());
+        }
         return nullptr;
     }
-    return std::unique_ptr<TransferFile>(new TransferFile(file, mode, info.st_size));
+    return std::unique_ptr<TransferFile>(
+        new TransferFile(file, mode, info.st_size, bWrite ? path : "", std::move(partPath)));
 }
 
-TransferFile::TransferFile(std::FILE* file, Mode mode, std::int64_t length)
-    : m_file(file), m_mode(mode), m_nLength(length) {
+TransferFile::TransferFile(std::FILE* file, Mode mode, std::int64_t length, std::string path,
+                           std::string partPath)
+    : m_file(file),
+      m_mode(mode),
+      m_nLength(length),
+      m_path(std::move(path)),
+      m_partPath(std::move(partPath)) {
     std::setvbuf(m_file, m_ioBuffer, _IOFBF, sizeof m_ioBuffer);
 }
 
 TransferFile::~TransferFile() {
-    Close();
+    if (m_file != nullptr) {
+        std::fclose(m_file);
+        if (!m_partPath.empty()) {
+            unlink(m_partPath.c_str());
+        }
+    }
 }
 
 bool TransferFile::Close() {
@@ -37,6 +84,12 @@ bool TransferFile::Close() {
     }
     ok = std::fclose(m_file) == 0 && ok;
     m_file = nullptr;
+    if (!m_partPath.empty()) {
+        ok = ok && std::rename(m_partPath.c_str(), m_path.c_str()) == 0;
+        if (!ok) {
+            unlink(m_partPath.c_str());
+        }
+    }
     return ok;
 }
 

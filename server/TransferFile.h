@@ -11,7 +11,8 @@ class TransferFile {
   public:
     enum class Mode { ReadBinary, WriteBinary, ReadText, WriteText };
 
-    // Null if the file cannot be opened. A write replaces an existing file.
+    // Null if the file cannot be opened. A read opens only a regular file, and never waits on
+    // one. A write goes to a new file beside path, which Close puts in path's place.
     static std::unique_ptr<TransferFile> Open(const std::string& path, Mode mode);
     ~TransferFile();
     TransferFile(const TransferFile&) = delete;
@@ -26,17 +27,22 @@ class TransferFile {
     bool RewindLastRead();
     // Writes count wire bytes; the result is how many of them reached the file.
     int Write(const char* buffer, int count);
-    // Flushes and closes; false if anything written could not be stored.
+    // Flushes and closes, and a write's file takes the place of path; false if anything written
+    // could not be stored. A write that is not closed leaves path as it was.
     bool Close();
 
   private:
-    TransferFile(std::FILE* file, Mode mode, std::int64_t length);
+    TransferFile(std::FILE* file, Mode mode, std::int64_t length, std::string path,
+                 std::string partPath);
     int ReadText(char* buffer, int count);
     int WriteText(const char* buffer, int count);
 
     std::FILE* m_file;
     Mode m_mode;
     std::int64_t m_nLength;
+    // A write's final name, and the name it is written under until Close.
+    std::string m_path;
+    std::string m_partPath;
     // Second byte of a pair whose first byte ended the last block (LF after CR, or NUL).
     int m_nPending = -1;
     // Where the last Read began, for a rewind.

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "unit/PeerSteps.h"
 
 using Housekeeping = Served;
@@ -31,6 +33,7 @@ TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOut) {
     EXPECT_EQ(rows[2].columns[Col::kStatus], "Done");
     EXPECT_EQ(rows[2].itemData, CClientListModel::kFailed);
     EXPECT_TRUE(FileExists(h.out / "f")) << "only a finished read deletes its file";
+    EXPECT_TRUE(std::filesystem::is_empty(h.in.Path())) << "nor is a timed-out upload left";
 }
 
 TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {

@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
 
 #include "unit/PeerSteps.h"
 
@@ -19,16 +23,22 @@ TEST_F(Transfer, ReadsEndWithAShortBlockEvenAnEmptyOne) {
     }
 }
 
-TEST_F(Transfer, WritesAcknowledgeEachNewBlockOnceAndIgnoreTheRest) {
+TEST_F(Transfer, WritesAcknowledgeNewAndRepeatedBlocksAndIgnoreTheRest) {
     const std::string first = PatternBytes(512, 1);
+    WriteFile(h.in / "up", "old");
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, first)), tftp::Ack(1));
-    for (const std::string& ignored : {tftp::Data(1, first), tftp::Data(3, "ahead"),
-                                       tftp::Data(2, PatternBytes(513)), tftp::Ack(1)}) {
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, first)), tftp::Ack(1))
+        << "the ACK was lost: it goes again";
+    for (const std::string& ignored :
+         {tftp::Data(3, "ahead"), tftp::Data(2, PatternBytes(513)), tftp::Ack(1)}) {
         peer->Reply(ignored);
         EXPECT_TRUE(Silent(*peer));
     }
+    EXPECT_EQ(ReadFile(h.in / "up"), "old") << "the old file stands until the new one is whole";
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(2, "tail")), tftp::Ack(2));
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(2, "tail")), tftp::Ack(2))
+        << "the last ACK too, while the socket lives";
     EXPECT_EQ(ReadFile(h.in / "up"), first + "tail");
 
     // The largest block: one of exactly the agreed size is not the last; an empty one is.
@@ -90,24 +100,58 @@ TEST_F(Transfer, PeerErrorEndsTheTransferSilentlyAndMarksTheRow) {
         EXPECT_EQ(LastCell(h, Col::kResult), shown);
     }
 
-    const std::string first = PatternBytes(512);
+    WriteFile(h.in / "up", "old");
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, first)), tftp::Ack(1));
+    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, PatternBytes(512))),
+              tftp::Ack(1));
     peer->Reply(tftp::Error(0, ""));
     peer->Reply(tftp::Data(2, "late"));
+    peer->Reply(tftp::Data(1, PatternBytes(512)));
     EXPECT_TRUE(Silent(*peer));
-    EXPECT_EQ(ReadFile(h.in / "up"), first) << "the part received stays";
+    EXPECT_EQ(ReadFile(h.in / "up"), "old") << "an abandoned upload leaves the old file";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
     h.Tick();
     EXPECT_EQ(h.app.ClientCount(), 0);
     EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error [From Remote]");
 }
 
 TEST_F(Transfer, AFailedStoreIsADiskErrorNotAnAck) {
-    ASSERT_TRUE(FileExists("/dev/full"));
-    h.app.InPath = "/dev/";
     ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("full")), tftp::Ack(0));
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, "x")),
-              tftp::Error(3, "Disk error"));
+    // No file may grow, so the data cannot reach the disk when the last block stores them.
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit none = old;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_FSIZE, &none);
+    const auto reply = peer->Exchange(peer->LastSenderPort(), tftp::Data(1, "x"));
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(reply, tftp::Error(3, "Disk error"));
+    EXPECT_TRUE(std::filesystem::is_empty(h.in.Path()));
+}
+
+TEST_F(Transfer, TwoWritersOfOneNameLeaveOneWholeFile) {
+    auto second = h.NewPeer("127.0.0.2");
+    const tftp::Options blksize{{"blksize", "65464"}};
+    const std::string a = PatternBytes(2 * 65464 + 10, 1), b = PatternBytes(2 * 65464 + 10, 2);
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
+    ASSERT_EQ(second->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
+    // Block 2 arrives from the second writer first, so each block's region has another last writer.
+    for (std::uint16_t block : {1, 2, 3}) {
+        TftpPeer* order[2] = {peer.get(), second.get()};
+        if (block == 2) {
+            std::swap(order[0], order[1]);
+        }
+        for (TftpPeer* writer : order) {
+            const std::string& content = writer == peer.get() ? a : b;
+            EXPECT_EQ(
+                writer->Exchange(writer->LastSenderPort(),
+                                 tftp::Data(block, content.substr((block - 1) * 65464u, 65464))),
+                tftp::Ack(block));
+        }
+    }
+    EXPECT_EQ(ReadFile(h.in / "same"), b) << "the last to finish wins, whole";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
 }
 
 // 65536 full blocks of 8 bytes, then a short one numbered 1 again, each way.
