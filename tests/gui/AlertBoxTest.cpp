@@ -33,11 +33,9 @@ TEST(AlertBox, ShownWhileMinimisedWithTheOptionHiddenByAKeyAndDestroyedAtTheIdle
     QKeyEvent key(QEvent::KeyPress, Qt::Key_Backspace, Qt::NoModifier);
     QApplication::sendEvent(text, &key);
     EXPECT_FALSE(box->isVisible());
-    EXPECT_EQ(text->text(), "10.0.0.4");
     EXPECT_TRUE(box);
 
     s.View().OnTimer();
     s.Pump();
     EXPECT_FALSE(box);
-    EXPECT_EQ(s.View().AlertBox(), nullptr);
 }

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <QApplication>
 #include <QDialog>
 #include <QListWidget>
 #include <QPointer>
 #include <QTimer>
+#include <filesystem>
 
 #include "GuiServer.h"
 #include "console/qt/FolderDlg.h"
@@ -25,8 +25,7 @@ QStringList Folders(const CFolderDlg& dialog) {
 
 TEST(FolderDlg, OpensOnTheFolderOfAPathAndMovesDownAndUp) {
     TempDir t;
-    ASSERT_EQ(mkdir((t / "a").c_str(), 0700), 0);
-    ASSERT_EQ(mkdir((t / "a/b").c_str(), 0700), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(t / "a/b"));
     const QString base = QString::fromStdString(t.Dir());
 
     CFolderDlg dialog;

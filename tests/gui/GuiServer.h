@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -45,10 +46,7 @@ class GuiServer {
     ClientListItemModel& Model() const { return frame->View()->ItemModel(); }
 
     std::uint16_t port;
-    TempDir config;
-    TempDir in;
-    TempDir out;
-    TempDir logDir;
+    TempDir config, in, out, logDir;
     QtEventLoop loop;
     RecordingOperator op;
     ManualClock clock;
@@ -58,3 +56,11 @@ class GuiServer {
 
 // Pumps until done() holds, at most timeoutMs; the last answer of done().
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000);
+
+inline QString Cell(const ClientListItemModel& model, int row, int column) {
+    return model.data(model.index(row, column), Qt::DisplayRole).toString();
+}
+
+inline QColor RowColour(const ClientListItemModel& model, int row) {
+    return model.data(model.index(row, 0), Qt::ForegroundRole).value<QColor>();
+}

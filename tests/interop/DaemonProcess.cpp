@@ -26,7 +26,9 @@ bool PollUntil(const std::function<bool()>& done, int timeoutMs) {
 ChildProcess::ChildProcess(const std::vector<std::string>& argv, const TempDir& dir) {
     // sh moves into dir and sets up the files, then becomes the program.
     std::vector<std::string> words{
-        "sh", "-c", "cd \"$0\" && exec \"$@\" </dev/null >stdout 2>stderr", dir.Path()};
+        "sh", "-c",
+        "export XDG_CONFIG_HOME=\"$0\" && cd \"$0\" && exec \"$@\" </dev/null >stdout 2>stderr",
+        dir.Path()};
     words.insert(words.end(), argv.begin(), argv.end());
     std::vector<char*> pointers;
     for (std::string& word : words) {
@@ -62,15 +64,6 @@ void ChildProcess::Signal(int sig) const {
     }
 }
 
-DaemonProcess::DaemonProcess(const std::vector<std::string>& args)
-    : m_child(
-          [&] {
-              std::vector<std::string> argv{"env", "XDG_CONFIG_HOME=" + home.Path(), QUAYLOND_PATH};
-              argv.insert(argv.end(), args.begin(), args.end());
-              return argv;
-          }(),
-          home) {}
-
 bool DaemonProcess::WaitForStdout(const std::string& text, int timeoutMs) {
     // A daemon that has ended writes no more.
     PollUntil([&] { return Stdout().find(text) != std::string::npos || m_child.WaitExit(0); },
@@ -83,17 +76,18 @@ int DaemonProcess::Stop() {
     return m_child.WaitExit(10000).value_or(-1);
 }
 
-void ServingDaemon::Start(const std::function<std::vector<std::string>(std::uint16_t)>& args) {
+ServingDaemon::ServingDaemon(const ArgsFor& args) {
+    // Another program may take the free port first; then again on another.
     for (int attempt = 0; attempt < 3 && !bServing; ++attempt) {
         port = FreeUdpPort();
-        process = std::make_unique<DaemonProcess>(args(port));
+        process = std::make_unique<DaemonProcess>(args ? args(*this) : Args());
         bServing =
             process->WaitForStdout("Quaylon serving on 127.0.0.1." + std::to_string(port) + "\n");
     }
 }
 
-std::vector<std::string> ServingDaemon::Args(std::uint16_t p) const {
-    return {"--bind",        "127.0.0.1",      "--port",       std::to_string(p),
+std::vector<std::string> ServingDaemon::Args() const {
+    return {"--bind",        "127.0.0.1",      "--port",       std::to_string(port),
             "-I" + in.Dir(), "-O" + out.Dir(), "--config-dir", config.Path()};
 }
 

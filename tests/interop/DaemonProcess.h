@@ -12,8 +12,8 @@
 
 #include "support/TempDir.h"
 
-// A program run in dir with its output in dir/stdout and dir/stderr. A child still running
-// when the object goes is killed and reaped.
+// A program run in dir, which is also its XDG_CONFIG_HOME so that no run touches the user's
+// settings, with its output in dir/stdout and dir/stderr. Killed and reaped at the end.
 class ChildProcess {
   public:
     ChildProcess(const std::vector<std::string>& argv, const TempDir& dir);
@@ -27,12 +27,11 @@ class ChildProcess {
     std::optional<int> m_status;
 };
 
-// quaylond in a directory of its own that is its working directory (the log lands there) and
-// its XDG_CONFIG_HOME, so no run touches the user's settings. Ends with SIGTERM at the latest.
+// quaylond run in home, where its log lands.
 class DaemonProcess {
   public:
-    explicit DaemonProcess(const std::vector<std::string>& args);
-    ~DaemonProcess() { Stop(); }
+    explicit DaemonProcess(std::vector<std::string> args)
+        : m_child((args.insert(args.begin(), QUAYLOND_PATH), args), home) {}
     // Whether standard output holds the text within the time.
     bool WaitForStdout(const std::string& text, int timeoutMs = 5000);
     std::optional<int> WaitExit() { return m_child.WaitExit(); }
@@ -48,16 +47,12 @@ class DaemonProcess {
     ChildProcess m_child;
 };
 
-// A daemon on 127.0.0.1 and a free port. The default serves out/ and receives into in/.
+// A daemon on 127.0.0.1 and a free port, started with args(*this) once port is set; without
+// them it serves out/ and receives into in/.
 struct ServingDaemon {
-    ServingDaemon() {
-        Start([this](std::uint16_t p) { return Args(p); });
-    }
-    // Not started yet: the test calls Start.
-    explicit ServingDaemon(bool) {}
-    // Starts the daemon with the arguments for a free port, trying again if it was taken.
-    void Start(const std::function<std::vector<std::string>(std::uint16_t)>& args);
-    std::vector<std::string> Args(std::uint16_t port) const;
+    using ArgsFor = std::function<std::vector<std::string>(const ServingDaemon&)>;
+    explicit ServingDaemon(const ArgsFor& args = {});
+    std::vector<std::string> Args() const;
     std::string Url(const std::string& name) const;
 
     TempDir in, out, config, scratch;  // scratch: the clients' side of every transfer

@@ -17,56 +17,34 @@ std::string ProbeUntilAnswerIsNot(std::uint16_t port, const std::string& unwante
     return text;
 }
 
-TEST(Daemon, SecondCopyOnTheSamePortGivesUpAndLeavesTheFirstServing) {
+TEST(Daemon, HelpVersionBadOptionsAndATakenPortEndWithoutServingAndLeaveTheFirstCopyServing) {
     ServingDaemon d;
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
-    DaemonProcess second(d.Args(d.port));
-    const auto status = second.WaitExit();
-    ASSERT_TRUE(status) << "the second copy is still running";
-    EXPECT_NE(*status, 0);
+    DaemonProcess help({"--help"});
+    DaemonProcess version({"--version"});
+    // On loopback, so that a port taken by mistake serves nowhere else.
+    DaemonProcess bad({"--bind", "127.0.0.1", "--port", "0"});
+    DaemonProcess second(d.Args());
+    EXPECT_EQ(help.WaitExit(), 0);
+    EXPECT_NE(help.Stdout().find("--config-dir"), std::string::npos) << help.Stdout();
+    EXPECT_EQ(version.WaitExit(), 0);
+    EXPECT_EQ(version.Stdout().rfind("Quaylon V", 0), 0u) << version.Stdout();
+    EXPECT_NE(bad.WaitExit().value_or(0), 0);
+    EXPECT_NE(bad.Stderr().find("Usage:"), std::string::npos) << bad.Stderr();
+    EXPECT_NE(second.WaitExit().value_or(0), 0) << "the second copy is still running";
     EXPECT_NE(second.Stderr().find("Unable to Create listening port\n"
                                    "Unable to initialise server operations"),
               std::string::npos)
         << second.Stderr();
-    EXPECT_EQ(ProbeUntilAnswerIsNot(d.port, ""), "File not found");
-}
-
-TEST(Daemon, HelpVersionAndBadOptionsEndWithoutServing) {
-    DaemonProcess help({"--help"});
-    EXPECT_EQ(help.WaitExit(), 0);
-    EXPECT_NE(help.Stdout().find("--config-dir"), std::string::npos) << help.Stdout();
-    DaemonProcess version({"--version"});
-    EXPECT_EQ(version.WaitExit(), 0);
-    EXPECT_EQ(version.Stdout().rfind("Quaylon V", 0), 0u) << version.Stdout();
-    // On loopback, so that a port taken by mistake serves nowhere else.
-    DaemonProcess bad({"--bind", "127.0.0.1", "--port", "0"});
-    EXPECT_NE(bad.WaitExit().value_or(0), 0);
-    EXPECT_NE(bad.Stderr().find("Usage:"), std::string::npos) << bad.Stderr();
-    for (const DaemonProcess* p : {&help, &version, &bad}) {
+    for (const DaemonProcess* p : {&help, &version, &bad, &second}) {
         EXPECT_EQ(p->Stdout().find("Quaylon serving on"), std::string::npos);
     }
+    EXPECT_EQ(ProbeUntilAnswerIsNot(d.port, ""), "File not found");
+    EXPECT_EQ(d.process->Stop(), 0) << "SIGTERM ends in order";
 }
 
-// The orderly end: status 0, and every row, with the result the tick gave it, in the log.
-TEST(Daemon, SigtermEndsInOrderWithTheRowsInTheLog) {
-    ServingDaemon d;
-    ASSERT_TRUE(d.bServing) << d.process->Stderr();
-    WriteFile(d.out / "logged.bin", PatternBytes(1500));
-    const ClientResult get =
-        RunClient({"curl", "-sS", "-o", d.scratch / "logged.bin", d.Url("logged.bin")});
-    EXPECT_EQ(get.status, 0) << get.err;
-    // The result reaches the row at the next tick, every five seconds.
-    EXPECT_TRUE(d.process->WaitForStdout("Finished : Sending", 15000)) << d.process->Stdout();
-
-    EXPECT_EQ(d.process->Stop(), 0) << d.process->Stderr();
-    const std::string log = ReadFile(d.process->home / "Quaylon.log");
-    EXPECT_NE(log.find("Ready"), std::string::npos) << log;
-    const auto row = log.find(d.out / "logged.bin");
-    ASSERT_NE(row, std::string::npos) << log;
-    EXPECT_NE(log.find("Finished : Sending\r\n", row), std::string::npos) << log;
-}
-
-TEST(Daemon, Sigusr1RefusesNewClientsUntilSigusr2AndSigintEndsInOrder) {
+// SIGINT ends in order too: status 0, and every row, with the result the tick gave it, in the log.
+TEST(Daemon, Sigusr1RefusesNewClientsUntilSigusr2AndSigintEndsWithTheRowsInTheLog) {
     ServingDaemon d;
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
     WriteFile(d.out / "paused.bin", PatternBytes(2000));
@@ -86,10 +64,16 @@ TEST(Daemon, Sigusr1RefusesNewClientsUntilSigusr2AndSigintEndsInOrder) {
         RunClient({"curl", "-sS", "-o", d.scratch / "served.bin", d.Url("paused.bin")});
     EXPECT_EQ(served.status, 0) << served.err;
     EXPECT_TRUE(FileHolds(d.scratch / "served.bin", PatternBytes(2000)));
+    // The result reaches the row at the next tick, every five seconds.
+    EXPECT_TRUE(d.process->WaitForStdout("Finished : Sending", 15000)) << d.process->Stdout();
 
     d.process->Signal(SIGINT);
     EXPECT_EQ(d.process->WaitExit(), 0);
-    EXPECT_NE(ReadFile(d.process->home / "Quaylon.log").find("Ready"), std::string::npos);
+    const std::string log = ReadFile(d.process->home / "Quaylon.log");
+    EXPECT_NE(log.find("Ready"), std::string::npos) << log;
+    const auto row = log.find(d.out / "paused.bin");
+    ASSERT_NE(row, std::string::npos) << log;
+    EXPECT_NE(log.find("Finished : Sending\r\n", row), std::string::npos) << log;
 }
 
 }  // namespace
