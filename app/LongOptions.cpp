@@ -21,11 +21,12 @@ const char kUsage[] =
     "  --bind ADDRESS    serve on this IPv4 address, skipping the address choice\n"
     "  --port N          serve on port N this run only (not saved)\n"
     "  --config-dir DIR  keep settings in DIR (default $XDG_CONFIG_HOME/Orrelin)\n"
+    "  --verbose         quaylond: each client's progress too, at most once a second\n"
     "  --help            show this text\n"
     "  --version         show the version\n"
     "\n"
-    "Signals: SIGTERM or SIGINT end the server in order, SIGUSR1 stops serving new clients,\n"
-    "SIGUSR2 serves again.\n";
+    "Signals: SIGTERM or SIGINT end the server in order. To quaylond SIGHUP does too, SIGUSR1\n"
+    "stops serving new clients and SIGUSR2 serves again.\n";
 
 LongOptions ParseLongOptions(int argc, const char* const* argv) {
     LongOptions options;
@@ -66,6 +67,8 @@ LongOptions ParseLongOptions(int argc, const char* const* argv) {
             options.bHelp = true;
         } else if (name == "--version") {
             options.bVersion = true;
+        } else if (name == "--verbose") {
+            options.bVerbose = true;
         } else if (arg.rfind("--", 0) == 0) {
             options.error = "unknown option " + arg;
             return options;

@@ -14,7 +14,8 @@ struct LongOptions {
     std::optional<std::string> port;
     bool bHelp = false;
     bool bVersion = false;
-    std::string error;                   // set when the command line cannot be used
+    bool bVerbose = false;  // quaylond: a progress line per client at most once a second
+    std::string error;      // set when the command line cannot be used
     std::vector<std::string> remaining;  // program path first, then what is left
 };
 

@@ -3,9 +3,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <vector>
-
 #include "app/DaemonOperator.h"
 #include "app/LongOptions.h"
 #include "app/StatusPrinter.h"
@@ -18,7 +15,6 @@
 namespace {
 
 constexpr int kTickMs = 5000;
-constexpr int kFlushMs = 500;
 
 }  // namespace
 
@@ -28,7 +24,9 @@ int main(int argc, char** argv) {
         return *answered;
     }
 
-    const int signals = OpenSignalDescriptor({SIGTERM, SIGINT, SIGUSR1, SIGUSR2});
+    // The signals sent to end a program (a hang-up and init's power failure too) end it in order.
+    const int signals =
+        OpenSignalDescriptor({SIGTERM, SIGINT, SIGHUP, SIGALRM, SIGPWR, SIGUSR1, SIGUSR2});
     EpollLoop loop;
     SystemClock clock;
     DaemonOperator op;
@@ -37,23 +35,22 @@ int main(int argc, char** argv) {
         CServerApp app(loop, op, clock);
         op.SetApp(&app);
         CClientListModel model(app);
-        StatusPrinter printer(model, stdout);
+        StatusPrinter printer(model, options.bVerbose);
         if (!StartServer(app, options, argv[0])) {
             return 1;
         }
         app.SetView(&model);
-        model.SetObserver(&printer);
         app.LoadRules();
         model.AddBannerRow();
-        auto announce = [&app] {
-            std::printf("Quaylon serving on %s\n", app.m_ServerTitle.c_str());
-            std::fflush(stdout);
+        // After the banner: it is no client, and the announcement says what it would.
+        model.SetObserver(&printer);
+        auto announce = [&app, &printer] {
+            printer.Announce("Quaylon serving on " + app.m_ServerTitle);
         };
         app.m_OnNewDocument = announce;
         announce();
 
         loop.StartTimer(kTickMs, true, [&model] { model.OnTimer(); });
-        loop.StartTimer(kFlushMs, true, [] { std::fflush(stdout); });
         loop.WatchReadable(signals, [&] {
             signalfd_siginfo info{};
             while (read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
@@ -76,9 +73,8 @@ int main(int argc, char** argv) {
 
         // The orderly end: every row through the log, then the workers stop with the app.
         app.SetView(nullptr);
-        model.SetObserver(nullptr);
         model.ClearRows();
+        model.SetObserver(nullptr);
     }
-    std::fflush(stdout);
     return status;
 }
