@@ -66,7 +66,8 @@ int MatchRule(int nOctet1, int nOctet2, int nOctet3, int nOctet4, const std::str
                 }
             } else {
                 if (c >= '0' && c <= '9') {
-                    pattern[field] = pattern[field] * 10 + (c - '0');
+                    // Held above every octet, so that a long field cannot overflow.
+                    pattern[field] = std::min(pattern[field] * 10 + (c - '0'), 1000);
                 }
                 ++pos;
             }

@@ -341,8 +341,8 @@ void CClientSocket::HandleAck() {
         SendError(nNumber, false, true);
         return;
     }
-    if (nOpcode != kAck || !m_pFile) {
-        // Not an ACK, or the read ended in an error and has nothing left to send.
+    if (nOpcode != kAck || !m_pFile || !m_bActive) {
+        // Not an ACK, or the read is over: the client has every block, or it ended in an error.
         return;
     }
     if (static_cast<int>(nNumber) == static_cast<int>(m_nBlock) - 1) {

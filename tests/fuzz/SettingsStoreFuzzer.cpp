@@ -1,0 +1,67 @@
+// Any bytes as the settings store: the settings and the window placement are loaded from it and
+// the settings saved back in its place. The save must keep what was loaded, and a store that
+// could not be read must be set aside byte for byte.
+#include <cstdint>
+#include <string>
+
+#include "fuzz/FuzzSupport.h"
+#include "settings/Settings.h"
+#include "support/TempDir.h"
+
+namespace {
+
+struct Placement {
+    int bStored = 0;
+    int rect[4] = {};
+    std::uint32_t bMinimized = 0;
+    int widths[6] = {};
+    bool operator==(const Placement&) const = default;
+};
+
+Placement LoadPlacement(const CSettings& settings) {
+    Placement p;
+    p.bStored =
+        settings.LoadWindowPlacement(p.rect, &p.bMinimized, &p.widths[0], &p.widths[1],
+                                     &p.widths[2], &p.widths[3], &p.widths[4], &p.widths[5]);
+    return p;
+}
+
+// What SaveSettings writes of these values into an empty store: their text, for comparing.
+std::string Saved(CSettings settings, const ScratchDir& empty) {
+    settings.m_ConfigDir = empty.Path();
+    settings.SaveSettings();
+    const std::string text = ReadFile(empty / "registry.reg");
+    ClearDirectory(empty.Path());
+    return text;
+}
+
+CSettings Load(const ScratchDir& store) {
+    CSettings settings;
+    settings.m_ConfigDir = store.Path();
+    settings.m_AppPath = "/usr/local/bin/quaylon";
+    settings.LoadSettings();
+    return settings;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const ScratchDir store;
+    static const ScratchDir empty;
+    const std::string input(reinterpret_cast<const char*>(data), size);
+    WriteFile(store / "registry.reg", input);
+
+    const CSettings loaded = Load(store);
+    const Placement placement = LoadPlacement(loaded);
+    loaded.SaveSettings();
+
+    if (FileExists(store / "registry.reg.bad")) {
+        Require(ReadFile(store / "registry.reg.bad") == input,
+                "an unreadable store is set aside as it was");
+    }
+    const CSettings reloaded = Load(store);
+    Require(Saved(reloaded, empty) == Saved(loaded, empty), "a save keeps every value loaded");
+    Require(LoadPlacement(reloaded) == placement, "a save keeps the window placement");
+    ClearDirectory(store.Path());
+    return 0;
+}

@@ -1,0 +1,182 @@
+// A read and a write under way, each on a client socket of its own, and the datagrams a client
+// sends them, handed over as CClientSocket::OnReceive hands them. The first byte shapes both
+// transfers; then each datagram is one byte (high bit: to the read; low seven bits: length) and
+// that many bytes, a length of 0 standing for a time-out of that transfer. Every DATA must carry
+// its block of the file, every ACK a block stored, and an upload must end whole or as nothing.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+
+#include "fuzz/FuzzSupport.h"
+#include "server/ClientSocket.h"
+#include "support/ServerHarness.h"
+
+namespace {
+
+constexpr std::uint16_t kData = 3;
+constexpr std::uint16_t kAck = 4;
+constexpr std::uint16_t kError = 5;
+// As many as CListenSocket::Housekeeping allows before it gives a client up.
+constexpr int kMaxRetries = 5;
+
+constexpr std::size_t kFileSizes[8] = {0, 1, 7, 8, 9, 64, 100, 300};
+constexpr const char* kBlockSizes[4] = {nullptr, "8", "16", "64"};
+
+// Line ends of both kinds and bare CRs, so that netascii pairs fall across block edges.
+std::string Content(std::size_t size) {
+    static const std::string kPattern = "ab\ncd\r\nef\rg\n\r\r";
+    std::string content;
+    for (std::size_t i = 0; i < size; ++i) {
+        content += kPattern[i % kPattern.size()];
+    }
+    return content;
+}
+
+// A text on the wire in netascii: CR LF for LF, CR NUL for a bare CR (RFC 764).
+std::string Netascii(const std::string& text) {
+    std::string wire;
+    for (char c : text) {
+        if (c == '\n') {
+            wire += "\r\n";
+        } else if (c == '\r') {
+            wire += std::string("\r\0", 2);
+        } else {
+            wire += c;
+        }
+    }
+    return wire;
+}
+
+struct Fixture {
+    Fixture() {
+        for (std::size_t size : kFileSizes) {
+            WriteFile(h.out / ("f" + std::to_string(size)), Content(size));
+        }
+    }
+    ServerHarness h;
+    ReplySink client;
+};
+
+std::unique_ptr<CClientSocket> StartTransfer(Fixture& f, const std::string& request) {
+    auto socket = std::make_unique<CClientSocket>(f.h.app);
+    socket->m_PeerAddr = f.client.Address();
+    socket->m_LocalIp = "127.0.0.1";
+    std::memcpy(socket->m_pBuffer.data(), request.data(), request.size());
+    socket->StartRequest(static_cast<int>(request.size()));
+    Require(socket->m_bActive == 1, "a request for a file that is there starts its transfer");
+    return socket;
+}
+
+// What the client has sent of the upload by RFC 1350's rules: block n+1 follows block n, the
+// first short block is the last, and an ERROR before it abandons the upload.
+struct Upload {
+    void Feed(const std::string& packet, std::size_t blockSize) {
+        if (bDone || bAbandoned) {
+            return;
+        }
+        if (tftp::Opcode(packet) == kError) {
+            bAbandoned = true;
+        } else if (tftp::Opcode(packet) == kData && tftp::Number(packet) == next) {
+            content += packet.substr(4);
+            ++next;
+            bDone = packet.size() - 4 < blockSize;
+        }
+    }
+    std::uint16_t next = 1;
+    bool bDone = false;
+    bool bAbandoned = false;
+    std::string content;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static Fixture f;
+    if (size < 1) {
+        return 0;
+    }
+    const bool bNetascii = (data[0] & 0x01) != 0;
+    const char* blockSize = kBlockSizes[(data[0] >> 1) & 0x03];
+    f.h.app.bSkipRetry = (data[0] >> 3) & 0x01;
+    const std::size_t fileSize = kFileSizes[(data[0] >> 4) & 0x07];
+    tftp::Options options;
+    if (blockSize != nullptr) {
+        options.emplace_back("blksize", blockSize);
+    }
+    if ((data[0] & 0x80) != 0) {
+        options.emplace_back("timeout", "3");
+    }
+    const std::string mode = bNetascii ? "netascii" : "octet";
+
+    std::unique_ptr<CClientSocket> sockets[2] = {
+        StartTransfer(f, tftp::Wrq("up", mode, options)),
+        StartTransfer(f, tftp::Rrq("f" + std::to_string(fileSize), mode, options))};
+    CClientSocket& writer = *sockets[0];
+    CClientSocket& reader = *sockets[1];
+    const std::uint16_t writePort = writer.LocalPort();
+    const std::uint16_t readPort = reader.LocalPort();
+    const auto readBlock = static_cast<std::size_t>(reader.m_nBlockSize);
+    const auto writeBlock = static_cast<std::size_t>(writer.m_nBlockSize);
+    const std::string content = Content(fileSize);
+    const std::string wire = bNetascii ? Netascii(content) : content;
+    Upload upload;
+
+    const auto checkReplies = [&] {
+        for (const auto& [from, packet] : f.client.Drain()) {
+            const std::uint16_t block = tftp::Number(packet);
+            if (from == readPort && tftp::Opcode(packet) == kData) {
+                const std::size_t at = (block - 1u) * readBlock;
+                Require(packet.size() >= 4 && block >= 1 && at <= wire.size() &&
+                            packet.compare(4, std::string::npos, wire, at, readBlock) == 0,
+                        "a DATA carries its block of the file");
+            } else if (from == writePort && tftp::Opcode(packet) == kAck) {
+                Require(block < upload.next, "an ACK names a block that is stored");
+            }
+        }
+    };
+    checkReplies();
+
+    for (std::size_t pos = 1; pos < size;) {
+        const bool bToReader = (data[pos] & 0x80) != 0;
+        const std::size_t length = std::min<std::size_t>(data[pos] & 0x7F, size - pos - 1);
+        const std::string packet(reinterpret_cast<const char*>(data) + pos + 1, length);
+        pos += 1 + length;
+        CClientSocket& socket = bToReader ? reader : writer;
+        // The receive fails for a datagram longer than this, and OnReceive drops one below 4.
+        const std::size_t longest =
+            std::min(static_cast<std::size_t>(socket.m_nBlockSize) + 4, socket.m_pBuffer.size());
+        if (length == 0) {
+            if (socket.m_bActive == 1 && socket.m_nRetries < kMaxRetries) {
+                ++socket.m_nRetries;
+                socket.Retransmit();
+            }
+        } else if (length >= 4 && length <= longest) {
+            socket.m_LastPacket = f.h.clock.Seconds();
+            std::memcpy(socket.m_pBuffer.data(), packet.data(), length);
+            socket.m_nLastRecv = static_cast<int>(length);
+            if (bToReader) {
+                socket.HandleAck();
+            } else {
+                socket.HandleData();
+                upload.Feed(packet, writeBlock);
+            }
+        }
+        checkReplies();
+    }
+
+    // The tick retires both clients.
+    sockets[0].reset();
+    sockets[1].reset();
+    const std::string up = f.h.in / "up";
+    const auto entries = std::distance(std::filesystem::directory_iterator(f.h.in.Path()), {});
+    Require(entries == (upload.bDone ? 1 : 0) && FileExists(up) == upload.bDone,
+            "an upload leaves its whole file or nothing");
+    // Netascii's line ends are the server's to translate.
+    Require(!upload.bDone || bNetascii || ReadFile(up) == upload.content,
+            "a finished upload holds its blocks in order");
+    ClearDirectory(f.h.in.Path());
+    return 0;
+}
