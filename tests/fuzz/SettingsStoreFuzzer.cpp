@@ -27,7 +27,7 @@ Placement LoadPlacement(const CSettings& settings) {
 }
 
 // What SaveSettings writes of these values into an empty store: their text, for comparing.
-std::string Saved(CSettings settings, const ScratchDir& empty) {
+std::string Saved(CSettings settings, const TempDir& empty) {
     settings.m_ConfigDir = empty.Path();
     settings.SaveSettings();
     const std::string text = ReadFile(empty / "registry.reg");
@@ -35,7 +35,7 @@ std::string Saved(CSettings settings, const ScratchDir& empty) {
     return text;
 }
 
-CSettings Load(const ScratchDir& store) {
+CSettings Load(const TempDir& store) {
     CSettings settings;
     settings.m_ConfigDir = store.Path();
     settings.m_AppPath = "/usr/local/bin/quaylon";
@@ -46,8 +46,8 @@ CSettings Load(const ScratchDir& store) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const ScratchDir store;
-    static const ScratchDir empty;
+    static const TempDir store(ScratchParent());
+    static const TempDir empty(ScratchParent());
     const std::string input(reinterpret_cast<const char*>(data), size);
     WriteFile(store / "registry.reg", input);
 

@@ -27,25 +27,20 @@ constexpr const char* kBlockSizes[4] = {nullptr, "8", "16", "64"};
 
 // Line ends of both kinds and bare CRs, so that netascii pairs fall across block edges.
 std::string Content(std::size_t size) {
-    static const std::string kPattern = "ab\ncd\r\nef\rg\n\r\r";
     std::string content;
-    for (std::size_t i = 0; i < size; ++i) {
-        content += kPattern[i % kPattern.size()];
+    while (content.size() < size) {
+        content += "ab\ncd\r\nef\rg\n\r\r";
     }
-    return content;
+    return content.substr(0, size);
 }
 
 // A text on the wire in netascii: CR LF for LF, CR NUL for a bare CR (RFC 764).
 std::string Netascii(const std::string& text) {
     std::string wire;
     for (char c : text) {
-        if (c == '\n') {
-            wire += "\r\n";
-        } else if (c == '\r') {
-            wire += std::string("\r\0", 2);
-        } else {
-            wire += c;
-        }
+        wire += c == '\n'   ? std::string("\r\n")
+                : c == '\r' ? std::string("\r\0", 2)
+                            : std::string(1, c);
     }
     return wire;
 }
@@ -57,7 +52,7 @@ struct Fixture {
         }
     }
     ServerHarness h;
-    ReplySink client;
+    TftpPeer client{nullptr};
 };
 
 std::unique_ptr<CClientSocket> StartTransfer(Fixture& f, const std::string& request) {
@@ -125,7 +120,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Upload upload;
 
     const auto checkReplies = [&] {
-        for (const auto& [from, packet] : f.client.Drain()) {
+        while (const auto reply = f.client.Receive(0)) {
+            const std::string& packet = *reply;
+            const std::uint16_t from = f.client.LastSenderPort();
             const std::uint16_t block = tftp::Number(packet);
             if (from == readPort && tftp::Opcode(packet) == kData) {
                 const std::size_t at = (block - 1u) * readBlock;

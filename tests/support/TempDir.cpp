@@ -9,9 +9,9 @@
 #include <iterator>
 #include <stdexcept>
 
-TempDir::TempDir() {
-    char templ[] = "/tmp/quaylon-test-XXXXXX";
-    if (mkdtemp(templ) == nullptr) {
+TempDir::TempDir(const std::string& parent) {
+    std::string templ = parent + "/quaylon-test-XXXXXX";
+    if (mkdtemp(templ.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
     }
     m_path = templ;

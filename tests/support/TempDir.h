@@ -2,10 +2,10 @@
 
 #include <string>
 
-// A directory of its own under /tmp, removed with everything in it at the end of the test.
+// A directory of its own under parent, removed with everything in it at the end of the test.
 class TempDir {
   public:
-    TempDir();
+    explicit TempDir(const std::string& parent = "/tmp");
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;

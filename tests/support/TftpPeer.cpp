@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 
@@ -97,6 +98,13 @@ void TftpPeer::Reply(const std::string& packet) {
            sizeof m_last);
 }
 
+sockaddr_in TftpPeer::Address() const {
+    sockaddr_in local{};
+    socklen_t len = sizeof local;
+    getsockname(m_fd, reinterpret_cast<sockaddr*>(&local), &len);
+    return local;
+}
+
 std::optional<std::string> TftpPeer::Receive(int timeoutMs) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     char buffer[70000];
@@ -105,7 +113,7 @@ std::optional<std::string> TftpPeer::Receive(int timeoutMs) {
             m_pump();
         }
         pollfd pfd{m_fd, POLLIN, 0};
-        if (poll(&pfd, 1, m_pump ? 1 : 10) > 0) {
+        if (poll(&pfd, 1, std::min(timeoutMs, m_pump ? 1 : 10)) > 0) {
             socklen_t len = sizeof m_last;
             const ssize_t n = recvfrom(m_fd, buffer, sizeof buffer, 0,
                                        reinterpret_cast<sockaddr*>(&m_last), &len);

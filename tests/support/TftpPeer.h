@@ -40,7 +40,9 @@ class TftpPeer {
     void SendTo(std::uint16_t port, const std::string& packet);
     // Replies go back to whoever sent the last reply.
     void Reply(const std::string& packet);
-    // The next datagram, or nothing within the time.
+    // The bound local address, for code that sends to this peer directly.
+    sockaddr_in Address() const;
+    // The next datagram, or nothing within the time (0: only one already there).
     std::optional<std::string> Receive(int timeoutMs = 2000);
     std::optional<std::string> Exchange(std::uint16_t port, const std::string& packet,
                                         int timeoutMs = 2000);

@@ -45,20 +45,14 @@ TEST(RuleFile, SavedByteForByteAndReadBackEvenWhenCutShort) {
     h.app.m_AllowList = {"10.*.*.*", "127.0.0.1"};
     h.app.m_DenyList = {"127.0.0.2", "255.255.255.255"};
     h.app.SaveRules();
-    const std::string full = ReadFile(h.app.ADData);
-    h.app.m_AllowList.clear();
-    h.app.m_DenyList.clear();
-    h.app.LoadRules();
-    EXPECT_EQ(h.app.m_AllowList, (std::list<std::string>{"10.*.*.*", "127.0.0.1"}));
-    EXPECT_EQ(h.app.m_DenyList, (std::list<std::string>{"127.0.0.2", "255.255.255.255"}));
-
     // Cut inside the first deny rule: what was read stays, the flags too.
+    const std::string full = ReadFile(h.app.ADData);
     WriteFile(h.app.ADData, full.substr(0, full.size() - 20));
     h.app.m_AllowList.clear();
     h.app.m_DenyList.clear();
     h.app.bAllow = h.app.bDeny = 1;
     h.app.LoadRules();
-    EXPECT_EQ(h.app.m_AllowList.size(), 2u);
+    EXPECT_EQ(h.app.m_AllowList, (std::list<std::string>{"10.*.*.*", "127.0.0.1"}));
     EXPECT_TRUE(h.app.m_DenyList.empty());
     EXPECT_EQ(h.app.bDeny, 1u);
 

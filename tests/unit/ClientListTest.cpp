@@ -47,7 +47,6 @@ TEST_F(ListFixture, RowsFollowTheirClientUntilRetiredAndErrorsRetireAtOnce) {
     const auto& rows = model.Rows();
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[1].columns[M::kStatus], "%50, 1024");
-    EXPECT_EQ(app.m_Status.nTotal, 0) << "the figures are used once";
     Send(STATUS_RETRY, 1, "Retrying");
     EXPECT_EQ(rows[1].columns[M::kStatus], "Retrying") << "with no figures the text stands";
 
@@ -58,8 +57,6 @@ TEST_F(ListFixture, RowsFollowTheirClientUntilRetiredAndErrorsRetireAtOnce) {
     Send(STATUS_FILE, 1, "/elsewhere");
     EXPECT_EQ(rows[1].columns[M::kFile], "/srv/boot.bin") << "a retired row has no serial";
 
-    EXPECT_EQ(rows[0].columns[M::kClient], "Quaylon V3.80");
-    EXPECT_EQ(rows[0].columns[M::kResult], "Ready");
     EXPECT_EQ(rows[0].itemData, M::kFailed) << "the banner is red";
 
     Send(STATUS_NEW_CLIENT, 7, "127.0.0.1");

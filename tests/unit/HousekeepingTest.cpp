@@ -6,7 +6,7 @@
 
 using Housekeeping = Served;
 
-TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOut) {
+TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOutAndOnlyACleanReadDeletesItsFile) {
     WriteFile(h.out / "f", PatternBytes(600));
     h.app.bDeleteAfterSend = 1;
     auto writer = h.NewPeer("127.0.0.2");
@@ -34,6 +34,21 @@ TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOut) {
     EXPECT_EQ(rows[2].itemData, CClientListModel::kFailed);
     EXPECT_TRUE(FileExists(h.out / "f")) << "only a finished read deletes its file";
     EXPECT_TRUE(std::filesystem::is_empty(h.in.Path())) << "nor is a timed-out upload left";
+
+    WriteFile(h.out / "gone", "gone");
+    WriteFile(h.out / "failed", "failed");
+    EXPECT_EQ(Download(*peer, h.port, "f"), ReadFile(h.out / "f"));
+    EXPECT_EQ(Download(*peer, h.port, "gone"), "gone");
+    std::remove((h.out / "gone").c_str());
+    ASSERT_TRUE(peer->Exchange(h.port, tftp::Rrq("failed")));
+    peer->Reply(tftp::Error(2, ""));
+    h.Pump();
+    h.Tick();
+    EXPECT_EQ(rows[3].columns[Col::kResult], "Finished : Sending (file deleted)");
+    EXPECT_FALSE(FileExists(h.out / "f"));
+    EXPECT_EQ(rows[4].columns[Col::kResult], "Finished : Sending (Error deleting file)");
+    EXPECT_TRUE(FileExists(h.out / "failed")) << "nor does a read the client broke off";
+    EXPECT_EQ(rows[3].itemData, CClientListModel::kRetired);
 }
 
 TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {
@@ -83,26 +98,4 @@ TEST_F(Housekeeping, TimeoutComesFromTheClientsOptionElseFromTheSetting) {
     // The repeated OACK used up no file data.
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(0)),
               tftp::Data(1, content.substr(0, 512)));
-}
-
-TEST_F(Housekeeping, OnlyACleanReadDeletesItsFileWhenAsked) {
-    for (const char* name : {"sent", "gone", "failed"}) {
-        WriteFile(h.out / name, name);
-    }
-    h.app.bDeleteAfterSend = 1;
-    EXPECT_EQ(Download(*peer, h.port, "sent"), "sent");
-    EXPECT_EQ(Download(*peer, h.port, "gone"), "gone");
-    std::remove((h.out / "gone").c_str());
-    ASSERT_TRUE(peer->Exchange(h.port, tftp::Rrq("failed")));
-    peer->Reply(tftp::Error(2, ""));
-    h.Pump();
-    h.Tick();
-
-    const auto& rows = h.model.Rows();
-    EXPECT_EQ(rows[1].columns[Col::kResult], "Finished : Sending (file deleted)");
-    EXPECT_FALSE(FileExists(h.out / "sent"));
-    EXPECT_EQ(rows[2].columns[Col::kResult], "Finished : Sending (Error deleting file)");
-    EXPECT_EQ(rows[3].columns[Col::kResult], "Access violation [From Remote]");
-    EXPECT_TRUE(FileExists(h.out / "failed"));
-    EXPECT_EQ(rows[1].itemData, CClientListModel::kRetired);
 }

@@ -4,7 +4,7 @@
 
 using Netascii = Served;
 
-TEST_F(Netascii, ReadSendsLineEndsAsPairsAndRepeatsABlockByteForByte) {
+TEST_F(Netascii, ReadSendsLineEndsAsPairsAndCountsWhatWentOut) {
     // At 8-byte blocks the CR LF of the first line end is split over two blocks.
     WriteFile(h.out / "t", "1234567\nX\r\n");
     EXPECT_EQ(
@@ -15,9 +15,6 @@ TEST_F(Netascii, ReadSendsLineEndsAsPairsAndRepeatsABlockByteForByte) {
     const std::string second = tftp::Data(2, std::string("\nX\r\0\r\n", 6));
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(0)), tftp::Data(1, "1234567\r"));
     EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(1)), second);
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(1)), second);
-    h.ExpireAndTick();
-    EXPECT_EQ(peer->Receive(), second);
 
     peer->Reply(tftp::Ack(2));
     EXPECT_TRUE(Silent(*peer));

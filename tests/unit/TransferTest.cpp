@@ -8,21 +8,7 @@
 
 using Transfer = Served;
 
-TEST_F(Transfer, ReadsEndWithAShortBlockEvenAnEmptyOne) {
-    for (std::size_t size : {0, 512, 1300}) {
-        const std::string name = "f" + std::to_string(size);
-        WriteFile(h.out / name, PatternBytes(size, static_cast<unsigned>(size)));
-        EXPECT_EQ(Download(*peer, h.port, name), ReadFile(h.out / name));
-        EXPECT_TRUE(Silent(*peer)) << "nothing follows the ACK of the short block";
-    }
-    EXPECT_EQ(LastCell(h, Col::kStatus), "%100, 1300");
-    h.Tick();
-    EXPECT_EQ(h.app.ClientCount(), 0);
-    for (std::size_t row = 1; row <= 3; ++row) {
-        EXPECT_EQ(h.model.Rows()[row].columns[Col::kResult], "Finished : Sending");
-    }
-}
-
+// Reads of files around the block size are curl's and atftp's in the interop tests.
 TEST_F(Transfer, WritesAcknowledgeNewAndRepeatedBlocksAndIgnoreTheRest) {
     const std::string first = PatternBytes(512, 1);
     WriteFile(h.in / "up", "old");
@@ -41,13 +27,6 @@ TEST_F(Transfer, WritesAcknowledgeNewAndRepeatedBlocksAndIgnoreTheRest) {
         << "the last ACK too, while the socket lives";
     EXPECT_EQ(ReadFile(h.in / "up"), first + "tail");
 
-    // The largest block: one of exactly the agreed size is not the last; an empty one is.
-    const std::string big = PatternBytes(65464, 2);
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("big", "octet", {{"blksize", "65464"}})),
-              tftp::Oack({{"blksize", "65464"}}));
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(1, big)), tftp::Ack(1));
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Data(2, "")), tftp::Ack(2));
-    EXPECT_EQ(ReadFile(h.in / "big"), big);
     h.Tick();
     EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Receiving");
 }
@@ -154,14 +133,13 @@ TEST_F(Transfer, TwoWritersOfOneNameLeaveOneWholeFile) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
 }
 
-// 65536 full blocks of 8 bytes, then a short one numbered 1 again, each way.
+// 65536 full blocks of 8 bytes, then a short one numbered 1 again; curl's interop test wraps both
+// ways.
 TEST_F(Transfer, BlockNumbersWrapPastTheLastOne) {
     const std::string content = PatternBytes(65536 * 8 + 3);
     WriteFile(h.out / "long", content);
-    auto writer = h.NewPeer("127.0.0.2");
     const tftp::Options blksize{{"blksize", "8"}};
     ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("long", "octet", blksize)), tftp::Oack(blksize));
-    ASSERT_EQ(writer->Exchange(h.port, tftp::Wrq("up", "octet", blksize)), tftp::Oack(blksize));
     peer->Reply(tftp::Ack(0));
     std::string received;
     for (std::uint32_t block = 1; block <= 65537; ++block) {
@@ -175,15 +153,9 @@ TEST_F(Transfer, BlockNumbersWrapPastTheLastOne) {
             ASSERT_TRUE(Silent(*peer));
         }
         peer->Reply(tftp::Ack(number));
-        ASSERT_EQ(
-            writer->Exchange(writer->LastSenderPort(), tftp::Data(number, tftp::Payload(*data))),
-            tftp::Ack(number))
-            << "block " << block;
     }
     EXPECT_EQ(received, content);
-    EXPECT_EQ(ReadFile(h.in / "up"), content);
     h.Pump();
     h.Tick();
-    EXPECT_EQ(h.model.Rows()[1].columns[Col::kResult], "Finished : Sending");
-    EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Receiving");
+    EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Sending");
 }
