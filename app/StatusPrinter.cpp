@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdio>
 #include <ctime>
 
@@ -18,21 +17,6 @@ constexpr auto kProgressEvery = std::chrono::seconds(1);
 // The item data of a client still being served, as the idle sweep tells it.
 bool IsLive(std::intptr_t itemData) {
     return itemData > 0 && itemData < 5000;
-}
-
-// The byte count of a status such as "%50, 1024"; nothing for any other text.
-std::optional<std::int64_t> Figure(const std::string& status) {
-    const auto comma = status.find(", ");
-    if (status.empty() || status[0] != '%' || comma == std::string::npos) {
-        return std::nullopt;
-    }
-    const char* last = status.data() + status.size();
-    std::int64_t bytes = 0;
-    const auto [end, error] = std::from_chars(status.data() + comma + 2, last, bytes);
-    if (error != std::errc() || end != last) {
-        return std::nullopt;
-    }
-    return bytes;
 }
 
 std::string OrDash(const std::string& text) {
@@ -85,10 +69,11 @@ void StatusPrinter::RowChanged(int row, std::uint32_t serial) {
     if (it == m_clients.end()) {
         return;
     }
-    const M::Row& r = m_model.Rows()[static_cast<std::size_t>(row)];
+    // Told of every block: the row as it stands, its Status text made only when printed.
+    const M::Row& r = m_model.RowAt(row);
     Client& client = it->second;
-    if (const auto bytes = Figure(r.columns[M::kStatus])) {
-        client.bytes = bytes;
+    if (r.nPosition >= 0) {
+        client.bytes = r.nPosition;
     }
     if (!IsLive(r.itemData)) {
         PrintEnd(r, serial, client);
@@ -100,8 +85,9 @@ void StatusPrinter::RowChanged(int row, std::uint32_t serial) {
     if (m_bVerbose && r.columns[M::kFinish].empty() &&
         now - client.lastProgress >= kProgressEvery) {
         client.lastProgress = now;
-        Emit(Head(serial, "progress", r) + " | " + OrDash(r.columns[M::kFile]) + " | " +
-             OrDash(r.columns[M::kStatus]));
+        const M::Row& shown = m_model.Rows()[static_cast<std::size_t>(row)];
+        Emit(Head(serial, "progress", shown) + " | " + OrDash(shown.columns[M::kFile]) + " | " +
+             OrDash(shown.columns[M::kStatus]));
     }
 }
 

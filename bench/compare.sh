@@ -171,7 +171,7 @@ start_quaylon() {
     printf '%s\n' 'Windows Registry Editor Version 5.00' '' \
         '[HKEY_CURRENT_USER\Software\Orrelin\Quaylon]' \
         '"bDelete"=dword:0000070c' '"nSliders"=dword:00000065' >"$home/config/registry.reg"
-    # Its status lines, one per block sent, go to /dev/null: the cheapest place they can go.
+    # Its start and end lines go to /dev/null: the cheapest place they can go.
     (cd "$home" && exec "$QUAYLOND" --port "$PORT" --bind 127.0.0.1 -O"$FILES/" -I"$FILES/" \
         --config-dir "$home/config" >/dev/null 2>"$home/stderr") &
     SERVER_PID=$!

@@ -77,19 +77,36 @@ void CClientListModel::OnClientProgress(std::uint32_t serial, CClientStatus& sta
     if (row < 0) {
         return;
     }
-    std::string& cell = m_rows[static_cast<std::size_t>(row)].columns[kStatus];
+    Row& r = m_rows[static_cast<std::size_t>(row)];
     if (status.nTotal != 0) {
-        const auto percent = static_cast<long long>((100.0 / static_cast<double>(status.nTotal)) *
-                                                    static_cast<double>(status.nPosition));
-        char text[64];
-        std::snprintf(text, sizeof text, "%%%lld, %lld", percent,
-                      static_cast<long long>(status.nPosition));
-        cell = text;
+        r.nPosition = status.nPosition;
+        r.nTotal = status.nTotal;
+        r.bStatusPending = true;
+        m_bStatusPending = true;
         status.nTotal = 0;
     } else {
-        cell = status.text;
+        r.columns[kStatus] = status.text;
+        r.bStatusPending = false;
     }
     Changed(row, serial);
+}
+
+const std::vector<CClientListModel::Row>& CClientListModel::Rows() const {
+    if (m_bStatusPending) {
+        m_bStatusPending = false;
+        for (Row& r : m_rows) {
+            if (r.bStatusPending) {
+                const auto percent = static_cast<long long>(
+                    (100.0 / static_cast<double>(r.nTotal)) * static_cast<double>(r.nPosition));
+                char text[64];
+                std::snprintf(text, sizeof text, "%%%lld, %lld", percent,
+                              static_cast<long long>(r.nPosition));
+                r.columns[kStatus] = text;
+                r.bStatusPending = false;
+            }
+        }
+    }
+    return m_rows;
 }
 
 void CClientListModel::OnClientDone(std::uint32_t serial, std::intptr_t lParam) {
@@ -99,6 +116,7 @@ void CClientListModel::OnClientDone(std::uint32_t serial, std::intptr_t lParam) 
     }
     Row& r = m_rows[static_cast<std::size_t>(row)];
     r.columns[kStatus] = "Done";
+    r.bStatusPending = false;
     r.columns[kFinish] = FormatTime(m_now());
     if (lParam != 0) {
         r.itemData = lParam;

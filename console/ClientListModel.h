@@ -40,6 +40,11 @@ class CClientListModel : public CClientView {
     struct Row {
         std::array<std::string, kColumns> columns;
         std::intptr_t itemData = 0;
+        // Bytes of the last progress report, -1 before one. The Status cell's "%p, n" text is
+        // made from it only when the rows are read, not once per block.
+        std::int64_t nPosition = -1;
+        std::int64_t nTotal = 0;
+        bool bStatusPending = false;
     };
 
     explicit CClientListModel(ClientListHost& host);
@@ -67,7 +72,11 @@ class CClientListModel : public CClientView {
     static int RowLimit(std::uint32_t nMaxDisplayPos);
     static std::string FormatTime(std::time_t when);
 
-    const std::vector<Row>& Rows() const { return m_rows; }
+    // The rows with every cell's text up to date.
+    const std::vector<Row>& Rows() const;
+    // One row as it stands, its Status text perhaps behind its progress figures: for whoever is
+    // told of every change and reads the cell's text seldom.
+    const Row& RowAt(int row) const { return m_rows[static_cast<std::size_t>(row)]; }
 
   private:
     void MakeRoom();
@@ -79,6 +88,8 @@ class CClientListModel : public CClientView {
     ClientListHost& m_host;
     ClientListObserver* m_pObserver = nullptr;
     std::function<std::time_t()> m_now;
-    std::vector<Row> m_rows;
+    // Mutable so that reading the rows can bring their Status texts up to date.
+    mutable std::vector<Row> m_rows;
+    mutable bool m_bStatusPending = false;
     bool m_bIdle = false;
 };

@@ -9,10 +9,10 @@
 CManager::CManager() = default;
 
 CManager::~CManager() {
-    if (m_thread.joinable()) {
+    if (m_thread.Joinable()) {
         // The thread's only wait is on this event, so the join returns at once.
         m_hFinishEvent->Set();
-        m_thread.join();
+        m_thread.Join();
     }
 }
 
@@ -31,9 +31,13 @@ bool CManager::Start(const ThreadLauncher& launch) {
         m_bRunning = false;
         return false;
     }
+    return true;
+}
+
+pid_t CManager::ThreadId() {
     // The thread's id must stand before anyone sets its priority.
     m_threadStarted.Wait();
-    return true;
+    return m_tid.load();
 }
 
 void CManager::CreateSocket(CServerApp& app) {

@@ -76,7 +76,7 @@ class CServerApp : public CSettings, public ClientListHost {
     // Serials run 1 to 1001 and then from 1 again; kept across listening sockets.
     std::int32_t m_nClientSerial = 0;
     // How a client's worker thread is started; the tests make it fail.
-    ThreadLauncher m_LaunchThread = [](std::function<void()> run) { return std::thread(run); };
+    ThreadLauncher m_LaunchThread = [](std::function<void()> run) { return WorkerThread(run); };
 
   private:
     EventLoop& m_loop;

@@ -38,42 +38,56 @@ std::unique_ptr<TransferFile> TransferFile::Open(const std::string& path, Mode m
         return nullptr;
     }
     struct stat info {};
-    std::FILE* file = nullptr;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
-        file = fdopen(fd, bWrite ? "wb" : "rb");
-    }
-    if (file == nullptr) {
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         close(fd);
         if (bWrite) {
             unlink(partPath.c_str());
         }
         return nullptr;
     }
-    return std::unique_ptr<TransferFile>(
-        new TransferFile(file, mode, info.st_size, bWrite ? path : "", std::move(partPath)));
+    std::unique_ptr<TransferFile> file(
+        new TransferFile(fd, mode, info.st_size, bWrite ? path : "", std::move(partPath)));
+    if (mode != Mode::ReadBinary && file->m_file == nullptr) {
+        return nullptr;
+    }
+    return file;
 }
 
-TransferFile::TransferFile(std::FILE* file, Mode mode, std::int64_t length, std::string path,
+TransferFile::TransferFile(int fd, Mode mode, std::int64_t length, std::string path,
                            std::string partPath)
-    : m_file(file),
+    : m_fd(fd),
       m_mode(mode),
       m_nLength(length),
       m_path(std::move(path)),
       m_partPath(std::move(partPath)) {
-    std::setvbuf(m_file, m_ioBuffer, _IOFBF, sizeof m_ioBuffer);
-}
-
-TransferFile::~TransferFile() {
-    if (m_file != nullptr) {
-        std::fclose(m_file);
-        if (!m_partPath.empty()) {
-            unlink(m_partPath.c_str());
+    if (mode != Mode::ReadBinary) {
+        // A write gathers small blocks into fewer system calls; a text read takes a byte at a
+        // time. Either way a few pages do: larger blocks go past the buffer.
+        static constexpr std::size_t kStreamBuffer = 16 * 1024;
+        m_file = fdopen(fd, mode == Mode::ReadText ? "rb" : "wb");
+        if (m_file != nullptr) {
+            m_ioBuffer = std::make_unique<char[]>(kStreamBuffer);
+            std::setvbuf(m_file, m_ioBuffer.get(), _IOFBF, kStreamBuffer);
         }
     }
 }
 
+TransferFile::~TransferFile() {
+    if (m_fd < 0) {
+        return;
+    }
+    if (m_file != nullptr) {
+        std::fclose(m_file);
+    } else {
+        close(m_fd);
+    }
+    if (!m_partPath.empty()) {
+        unlink(m_partPath.c_str());
+    }
+}
+
 bool TransferFile::Close() {
-    if (m_file == nullptr) {
+    if (m_fd < 0) {
         return true;
     }
     bool ok = true;
@@ -82,8 +96,9 @@ bool TransferFile::Close() {
         ok = std::fputc('\r', m_file) != EOF;
         m_bPendingCr = false;
     }
-    ok = std::fclose(m_file) == 0 && ok;
+    ok = (m_file != nullptr ? std::fclose(m_file) : close(m_fd)) == 0 && ok;
     m_file = nullptr;
+    m_fd = -1;
     if (!m_partPath.empty()) {
         ok = ok && std::rename(m_partPath.c_str(), m_path.c_str()) == 0;
         if (!ok) {
@@ -94,12 +109,21 @@ bool TransferFile::Close() {
 }
 
 int TransferFile::Read(char* buffer, int count) {
-    m_nMarkOffset = std::ftell(m_file);
+    m_nMarkOffset = m_nOffset;
     m_nMarkPending = m_nPending;
     if (m_mode == Mode::ReadText) {
         return ReadText(buffer, count);
     }
-    return static_cast<int>(std::fread(buffer, 1, static_cast<std::size_t>(count), m_file));
+    int n = 0;
+    while (n < count) {
+        const ssize_t got = pread(m_fd, buffer + n, static_cast<std::size_t>(count - n), m_nOffset);
+        if (got <= 0) {
+            break;
+        }
+        n += static_cast<int>(got);
+        m_nOffset += got;
+    }
+    return n;
 }
 
 int TransferFile::ReadText(char* buffer, int count) {
@@ -114,6 +138,7 @@ int TransferFile::ReadText(char* buffer, int count) {
         if (c == EOF) {
             break;
         }
+        ++m_nOffset;
         if (c == '\n') {
             buffer[n++] = '\r';
             m_nPending = '\n';
@@ -128,9 +153,10 @@ int TransferFile::ReadText(char* buffer, int count) {
 }
 
 bool TransferFile::RewindLastRead() {
-    if (m_nMarkOffset < 0 || std::fseek(m_file, m_nMarkOffset, SEEK_SET) != 0) {
+    if (m_file != nullptr && fseeko(m_file, m_nMarkOffset, SEEK_SET) != 0) {
         return false;
     }
+    m_nOffset = m_nMarkOffset;
     m_nPending = m_nMarkPending;
     return true;
 }

@@ -32,12 +32,15 @@ class TransferFile {
     bool Close();
 
   private:
-    TransferFile(std::FILE* file, Mode mode, std::int64_t length, std::string path,
-                 std::string partPath);
+    TransferFile(int fd, Mode mode, std::int64_t length, std::string path, std::string partPath);
     int ReadText(char* buffer, int count);
     int WriteText(const char* buffer, int count);
 
-    std::FILE* m_file;
+    int m_fd;
+    // A stream only where bytes are taken or stored one at a time (netascii) or many blocks are
+    // gathered into one write; a binary read goes from the file straight into the packet.
+    std::FILE* m_file = nullptr;
+    std::unique_ptr<char[]> m_ioBuffer;
     Mode m_mode;
     std::int64_t m_nLength;
     // A write's final name, and the name it is written under until Close.
@@ -45,10 +48,10 @@ class TransferFile {
     std::string m_partPath;
     // Second byte of a pair whose first byte ended the last block (LF after CR, or NUL).
     int m_nPending = -1;
-    // Where the last Read began, for a rewind.
-    long m_nMarkOffset = 0;
+    // Bytes of the file read so far, and where the last Read began, for a rewind.
+    std::int64_t m_nOffset = 0;
+    std::int64_t m_nMarkOffset = 0;
     int m_nMarkPending = -1;
     // A CR written last whose meaning depends on the next byte.
     bool m_bPendingCr = false;
-    char m_ioBuffer[65536];
 };

@@ -43,13 +43,13 @@ TEST_F(Request, EveryRefusalHasItsCodeAndTextOnTheWireAndInTheRow) {
     EXPECT_EQ(LastCell(h, Col::kResult), "File already exists") << "a retired row stays";
 
     // No thread for a worker: that client is refused, the next one served.
-    h.app.m_LaunchThread = [](std::function<void()>) -> std::thread {
+    h.app.m_LaunchThread = [](std::function<void()>) -> WorkerThread {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     };
     EXPECT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Error(0, "Inconclusive system error"));
     EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error");
     EXPECT_EQ(LastCell(h, Col::kStatus), "Done");
-    h.app.m_LaunchThread = [](std::function<void()> run) { return std::thread(run); };
+    h.app.m_LaunchThread = [](std::function<void()> run) { return WorkerThread(run); };
     EXPECT_EQ(Download(*peer, h.port, "f"), "abc");
 }
 
