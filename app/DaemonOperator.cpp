@@ -8,14 +8,18 @@ void DaemonOperator::ShowMessage(const std::string& text, BoxIcon) {
     std::fprintf(stderr, "%s\n", text.c_str());
 }
 
-Operator::MultihomedChoice DaemonOperator::ChooseAddress(const std::vector<std::string>& addresses,
-                                                         bool) {
-    std::fprintf(stderr,
-                 "This host has several addresses; serving on index 0 (choose with -A or "
-                 "--bind):\n");
+void PrintAddresses(const char* heading, const std::vector<std::string>& addresses) {
+    std::fprintf(stderr, "%s\n", heading);
     for (std::size_t i = 0; i < addresses.size(); ++i) {
         std::fprintf(stderr, "  %zu  %s\n", i, addresses[i].c_str());
     }
+}
+
+Operator::MultihomedChoice DaemonOperator::ChooseAddress(const std::vector<std::string>& addresses,
+                                                         bool) {
+    PrintAddresses(
+        "This host has several addresses; serving on index 0 (choose with -A or --bind):",
+        addresses);
     return {};  // as a dismissed box: index 0, settings untouched
 }
 

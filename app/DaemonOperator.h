@@ -1,10 +1,15 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "platform/Operator.h"
 
 class CServerApp;
+
+// The host's addresses with their numbers for -A, under a heading, on standard error.
+void PrintAddresses(const char* heading, const std::vector<std::string>& addresses);
 
 // The daemon has no boxes: it prints their text to standard error and takes the answer that
 // leaves the service running.

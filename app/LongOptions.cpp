@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "server/ServerApp.h"
+#include "settings/Settings.h"
 
 const char kVersion[] = "Quaylon V3.80";
 
@@ -104,6 +105,20 @@ std::optional<int> AnswerWithoutServing(const LongOptions& options, const char* 
         return 0;
     }
     return std::nullopt;
+}
+
+bool ChoosesAddress(const LongOptions& options) {
+    if (!options.bindAddress.empty()) {
+        return true;
+    }
+    // Read by the parser that reads it for the server, so that both agree on what -A is.
+    std::vector<const char*> args;
+    for (const std::string& arg : options.remaining) {
+        args.push_back(arg.c_str());
+    }
+    CSettings probe;
+    probe.ParseArguments(static_cast<int>(args.size()), args.data());
+    return probe.m_nArgAddress != -1;
 }
 
 int StartServer(CServerApp& app, const LongOptions& options, const char* argv0) {

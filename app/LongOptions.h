@@ -28,6 +28,9 @@ std::string ProgramPath(const char* argv0);
 // nothing when the server is to run.
 std::optional<int> AnswerWithoutServing(const LongOptions& options, const char* program);
 
+// Whether the command line names the address to serve on: --bind, or -A with its number.
+bool ChoosesAddress(const LongOptions& options);
+
 // Hands the app this run's long options, then starts it with the short ones; 0 if it could not.
 int StartServer(CServerApp& app, const LongOptions& options, const char* argv0);
 

@@ -42,6 +42,8 @@ int main(int argc, char** argv) {
     char* qtArgv[] = {argv[0], nullptr};
     QApplication qapp(qtArgc, qtArgv);
     QApplication::setApplicationName("Quaylon");
+    // Lets the desktop match the window to its installed entry and icon.
+    QApplication::setDesktopFileName("com.orrelin.Quaylon");
     QApplication::setQuitOnLastWindowClosed(false);
     QtEventLoop loop;
     SystemClock clock;

@@ -9,6 +9,7 @@
 #include "console/ClientListModel.h"
 #include "platform/Clock.h"
 #include "platform/EpollLoop.h"
+#include "platform/HostAddresses.h"
 #include "platform/SignalDescriptor.h"
 #include "server/ServerApp.h"
 
@@ -19,9 +20,15 @@ constexpr int kTickMs = 5000;
 }  // namespace
 
 int main(int argc, char** argv) {
-    const LongOptions options = ParseLongOptions(argc, argv);
+    LongOptions options = ParseLongOptions(argc, argv);
     if (const auto answered = AnswerWithoutServing(options, "quaylond")) {
         return *answered;
+    }
+    // Differs on purpose (unlike the window): no address chosen serves all, as Linux daemons do.
+    if (!ChoosesAddress(options)) {
+        PrintAddresses("Serving on every address (0.0.0.0); choose one with -A or --bind:",
+                       LocalAddresses());
+        options.bindAddress = "0.0.0.0";
     }
 
     // The signals sent to end a program (a hang-up and init's power failure too) end it in order.
