@@ -1,14 +1,18 @@
 #include "interop/DaemonProcess.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <thread>
 
 #include "support/ServerHarness.h"
+#include "support/TftpPeer.h"
 
 extern char** environ;
 
@@ -20,6 +24,14 @@ bool PollUntil(const std::function<bool()>& done, int timeoutMs) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return done();
+}
+
+// Opened before the daemon starts, so that the shell's open for writing finds a reader.
+int OpenFifo(const std::string& path) {
+    mkfifo(path.c_str(), 0600);
+    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    fcntl(fd, F_SETPIPE_SZ, 4096);
+    return fd;
 }
 }  // namespace
 
@@ -64,6 +76,30 @@ void ChildProcess::Signal(int sig) const {
     }
 }
 
+DaemonProcess::DaemonProcess(std::vector<std::string> args, bool bPipe)
+    : m_bPipe(bPipe),
+      m_reader(bPipe ? OpenFifo(home / "stdout") : -1),
+      m_child((args.insert(args.begin(), QUAYLOND_PATH), args), home) {}
+
+DaemonProcess::~DaemonProcess() {
+    CloseStdout();
+}
+
+std::string DaemonProcess::Stdout() {
+    char buffer[4096];
+    for (ssize_t n; m_reader >= 0 && (n = read(m_reader, buffer, sizeof buffer)) > 0;) {
+        m_piped.append(buffer, static_cast<std::size_t>(n));
+    }
+    return m_bPipe ? m_piped : ReadFile(home / "stdout");
+}
+
+void DaemonProcess::CloseStdout() {
+    if (m_reader >= 0) {
+        close(m_reader);
+    }
+    m_reader = -1;
+}
+
 bool DaemonProcess::WaitForStdout(const std::string& text, int timeoutMs) {
     // A daemon that has ended writes no more.
     PollUntil([&] { return Stdout().find(text) != std::string::npos || m_child.WaitExit(0); },
@@ -76,11 +112,11 @@ int DaemonProcess::Stop() {
     return m_child.WaitExit(10000).value_or(-1);
 }
 
-ServingDaemon::ServingDaemon(const ArgsFor& args) {
+ServingDaemon::ServingDaemon(const ArgsFor& args, bool bPipe) {
     // Another program may take the free port first; then again on another.
     for (int attempt = 0; attempt < 3 && !bServing; ++attempt) {
         port = FreeUdpPort();
-        process = std::make_unique<DaemonProcess>(args ? args(*this) : Args());
+        process = std::make_unique<DaemonProcess>(args ? args(*this) : Args(), bPipe);
         bServing =
             process->WaitForStdout("Quaylon serving on 127.0.0.1." + std::to_string(port) + "\n");
     }
@@ -93,6 +129,12 @@ std::vector<std::string> ServingDaemon::Args() const {
 
 std::string ServingDaemon::Url(const std::string& name) const {
     return "tftp://127.0.0.1:" + std::to_string(port) + "/" + name;
+}
+
+std::string ErrorFor(std::uint16_t port, const std::string& name, const std::string& address,
+                     int timeoutMs) {
+    TftpPeer peer(nullptr, address);
+    return tftp::ErrorText(peer.Exchange(port, tftp::Rrq(name), timeoutMs).value_or(""));
 }
 
 ClientResult RunClient(const std::vector<std::string>& argv) {

@@ -27,23 +27,33 @@ class ChildProcess {
     std::optional<int> m_status;
 };
 
-// quaylond run in home, where its log lands.
+// quaylond run in home, where its log lands. With bPipe its standard output is a FIFO of one
+// page that is read only when Stdout() is asked, and whose reading end can be closed.
 class DaemonProcess {
   public:
-    explicit DaemonProcess(std::vector<std::string> args)
-        : m_child((args.insert(args.begin(), QUAYLOND_PATH), args), home) {}
+    explicit DaemonProcess(std::vector<std::string> args, bool bPipe = false);
+    ~DaemonProcess();
     // Whether standard output holds the text within the time.
     bool WaitForStdout(const std::string& text, int timeoutMs = 5000);
     std::optional<int> WaitExit() { return m_child.WaitExit(); }
     void Signal(int sig) const { m_child.Signal(sig); }
     // SIGTERM, then the exit status, or -1 if it is still running after ten seconds.
     int Stop();
-    std::string Stdout() const { return ReadFile(home / "stdout"); }
+    std::string Stdout();
+    // Reads the pipe empty and forgets what it held.
+    void EmptyStdout() {
+        Stdout();
+        m_piped.clear();
+    }
     std::string Stderr() const { return ReadFile(home / "stderr"); }
+    void CloseStdout();
 
     TempDir home;
 
   private:
+    bool m_bPipe;
+    int m_reader;
+    std::string m_piped;
     ChildProcess m_child;
 };
 
@@ -51,7 +61,7 @@ class DaemonProcess {
 // them it serves out/ and receives into in/.
 struct ServingDaemon {
     using ArgsFor = std::function<std::vector<std::string>(const ServingDaemon&)>;
-    explicit ServingDaemon(const ArgsFor& args = {});
+    explicit ServingDaemon(const ArgsFor& args = {}, bool bPipe = false);
     std::vector<std::string> Args() const;
     std::string Url(const std::string& name) const;
 
@@ -65,6 +75,11 @@ struct ClientResult {
     int status = -1;  // -1: did not end in time
     std::string out, err;
 };
+
+// The text that the reply to a read of name from address carries past its header, up to a zero
+// byte, as an ERROR holds it; "" for no reply.
+std::string ErrorFor(std::uint16_t port, const std::string& name,
+                     const std::string& address = "127.0.0.1", int timeoutMs = 2000);
 
 // A client program run under timeout(1), so that a hung transfer ends as a failure.
 ClientResult RunClient(const std::vector<std::string>& argv);

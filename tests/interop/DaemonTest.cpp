@@ -1,23 +1,41 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 
+#include <map>
+#include <sstream>
+
 #include "interop/DaemonProcess.h"
-#include "support/TftpPeer.h"
 
 namespace {
 
 // Asks for a missing file until the error's text is not `unwanted`, at most 50 times: a signal
 // reaches the daemon's loop at some moment after kill() returns. The last text seen.
 std::string ProbeUntilAnswerIsNot(std::uint16_t port, const std::string& unwanted) {
-    TftpPeer peer(nullptr);
     std::string text = unwanted;
     for (int attempt = 0; attempt < 50 && text == unwanted; ++attempt) {
-        text = tftp::ErrorText(peer.Exchange(port, tftp::Rrq("none.bin"), 200).value_or(""));
+        text = ErrorFor(port, "none.bin", "127.0.0.1", 200);
     }
     return text;
 }
 
-TEST(Daemon, HelpVersionBadOptionsAndATakenPortEndWithoutServingAndLeaveTheFirstCopyServing) {
+// Each client's events in the order printed, by serial; announcements left out.
+std::map<std::string, std::vector<std::string>> EventsBySerial(const std::string& out) {
+    std::map<std::string, std::vector<std::string>> events;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+        const auto open = line.find(" [");
+        const auto close = line.find("] ", open);
+        if (line.rfind("Quaylon serving on ", 0) == 0 || close == std::string::npos) {
+            continue;
+        }
+        const std::string rest = line.substr(close + 2);
+        events[line.substr(open + 2, close - open - 2)].push_back(rest.substr(0, rest.find(' ')));
+    }
+    return events;
+}
+
+// The copies that cannot serve end at once; SIGINT ends in order too: status 0, and every row,
+// with the result the tick gave it, in the log.
+TEST(Daemon, OtherCopiesEndAtOnceSigusr1And2PauseAndResumeAndSigintEndsWithTheRowsInTheLog) {
     ServingDaemon d;
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
     DaemonProcess help({"--help"});
@@ -36,19 +54,12 @@ TEST(Daemon, HelpVersionBadOptionsAndATakenPortEndWithoutServingAndLeaveTheFirst
                                    "Unable to initialise server operations"),
               std::string::npos)
         << second.Stderr();
-    for (const DaemonProcess* p : {&help, &version, &bad, &second}) {
+    for (DaemonProcess* p : {&help, &version, &bad, &second}) {
         EXPECT_EQ(p->Stdout().find("Quaylon serving on"), std::string::npos);
     }
-    EXPECT_EQ(ProbeUntilAnswerIsNot(d.port, ""), "File not found");
-    EXPECT_EQ(d.process->Stop(), 0) << "SIGTERM ends in order";
-}
 
-// SIGINT ends in order too: status 0, and every row, with the result the tick gave it, in the log.
-TEST(Daemon, Sigusr1RefusesNewClientsUntilSigusr2AndSigintEndsWithTheRowsInTheLog) {
-    ServingDaemon d;
-    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    // The first copy still serves, and the signal stops it.
     WriteFile(d.out / "paused.bin", PatternBytes(2000));
-
     d.process->Signal(SIGUSR1);
     ASSERT_EQ(ProbeUntilAnswerIsNot(d.port, "File not found"), "Service not available");
     // Verbose, since only then does curl show the server's text of an error.
@@ -74,6 +85,68 @@ TEST(Daemon, Sigusr1RefusesNewClientsUntilSigusr2AndSigintEndsWithTheRowsInTheLo
     const auto row = log.find(d.out / "paused.bin");
     ASSERT_NE(row, std::string::npos) << log;
     EXPECT_NE(log.find("Finished : Sending\r\n", row), std::string::npos) << log;
+}
+
+TEST(DaemonOutput, OneStartAndOneEndLinePerClientWithTheBytesSent) {
+    ServingDaemon d;
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    // 300 KiB at curl's 512-byte blocks: 600 acknowledgements, none of which may print a line.
+    for (const std::size_t size : {std::size_t{1500}, std::size_t{300 * 1024}}) {
+        const std::string name = std::to_string(size) + ".bin";
+        WriteFile(d.out / name, PatternBytes(size));
+        const ClientResult get = RunClient({"curl", "-sS", "-o", d.scratch / name, d.Url(name)});
+        EXPECT_EQ(get.status, 0) << get.err;
+        // The result reaches the row at the next tick, every five seconds.
+        EXPECT_TRUE(d.process->WaitForStdout(
+            d.out / name + " | Finished : Sending | " + std::to_string(size) + " bytes | ", 15000))
+            << d.process->Stdout();
+    }
+    EXPECT_EQ(ErrorFor(d.port, "none.bin"), "File not found");
+    EXPECT_TRUE(d.process->WaitForStdout("/none.bin | File not found | - bytes | "))
+        << d.process->Stdout();
+
+    EXPECT_EQ(d.process->Stop(), 0) << "SIGTERM ends in order";
+    const auto events = EventsBySerial(d.process->Stdout());
+    EXPECT_EQ(events.size(), 3u) << d.process->Stdout();
+    for (const auto& [serial, seen] : events) {
+        EXPECT_EQ(seen, (std::vector<std::string>{"start", "end"})) << "client " << serial << ":\n"
+                                                                    << d.process->Stdout();
+    }
+}
+
+// Standard output full and unread, then with nobody at its other end: the server goes on serving,
+// counts what it could not print, and SIGHUP still ends it in order.
+TEST(DaemonOutput, UnreadPipeNeverStopsTheServerAndSighupEndsInOrder) {
+    ServingDaemon d({}, true);
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    // Long names, so that the rows' lines fill the pipe's page a few times before the client limit.
+    for (int request = 0; request < 20; ++request) {
+        ASSERT_EQ(ErrorFor(d.port, std::string(200, static_cast<char>('a' + request))),
+                  "File not found")
+            << "request " << request;
+    }
+    // 2048 blocks: a line per acknowledgement would fill a pipe of 64 KiB twice over.
+    const std::string bytes = PatternBytes(1024 * 1024);
+    WriteFile(d.out / "big.bin", bytes);
+    const ClientResult get =
+        RunClient({"curl", "-sS", "-o", d.scratch / "big.bin", d.Url("big.bin")});
+    EXPECT_EQ(get.status, 0) << get.err;
+    EXPECT_TRUE(FileHolds(d.scratch / "big.bin", bytes));
+
+    d.process->EmptyStdout();
+    EXPECT_EQ(ErrorFor(d.port, "none.bin"), "File not found");
+    EXPECT_TRUE(d.process->WaitForStdout(" lines dropped)\n"));
+
+    // Lines now meet a pipe nobody can read; SIGPIPE would end the daemon.
+    d.process->CloseStdout();
+    EXPECT_EQ(ErrorFor(d.port, "none.bin"), "File not found");
+
+    d.process->Signal(SIGHUP);
+    EXPECT_EQ(d.process->WaitExit(), 0) << d.process->Stderr();
+    const std::string log = ReadFile(d.process->home / "Quaylon.log");
+    EXPECT_NE(log.find("Ready"), std::string::npos) << log;
+    EXPECT_NE(log.find(d.out / "big.bin"), std::string::npos) << log;
+    EXPECT_TRUE(FileExists(d.config / "registry.reg")) << "settings written at the end";
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "bench/LoadClient.h"
 #include "interop/DaemonProcess.h"
 
@@ -31,7 +29,7 @@ testing::AssertionResult AllOk(const bench::LoadReport& report, std::size_t tran
 
 // In netascii the first two blocks of 1428 end halfway through a pair (CR | LF, then CR | NUL),
 // the file ends in a bare CR, and every byte value comes between.
-TEST(LoadClient, SessionsWithOptionsInBothModesMoveEveryByteAndNoticeWrongOnes) {
+TEST(LoadClient, SessionsInBothModesMoveEveryBytePastTheLastBlockNumberAndNoticeWrongOnes) {
     ServingDaemon d;
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
     const std::string bytes = std::string(1427, 'a') + "\n" + std::string(1426, 'b') + "\r" +
@@ -61,31 +59,29 @@ TEST(LoadClient, SessionsWithOptionsInBothModesMoveEveryByteAndNoticeWrongOnes) 
     bench::LoadPlan plain = Plan(d, bench::Direction::Read, "f.bin", bytes);
     EXPECT_TRUE(AllOk(bench::RunLoad(plain), 1, bytes.size())) << "a request without options";
 
+    // A byte that differs and a file that is not there each fail with their reason.
     std::string altered = bytes;
     altered[70000] = static_cast<char>(altered[70000] ^ 1);
-    plain.spec.local = altered;
-    const bench::LoadReport wrong = bench::RunLoad(plain);
-    ASSERT_EQ(wrong.transfers.size(), 1u);
-    EXPECT_FALSE(wrong.transfers[0].bOk);
-    EXPECT_NE(wrong.transfers[0].failure.find("differ"), std::string::npos)
-        << wrong.transfers[0].failure;
+    for (const auto& [local, remote, reason] :
+         {std::tuple{altered, "f.bin", "differ"}, {bytes, "missing.bin", "File not found"}}) {
+        plain.spec.local = local;
+        plain.spec.remote = remote;
+        const bench::LoadReport report = bench::RunLoad(plain);
+        ASSERT_EQ(report.transfers.size(), 1u);
+        EXPECT_FALSE(report.transfers[0].bOk);
+        EXPECT_NE(report.transfers[0].failure.find(reason), std::string::npos)
+            << report.transfers[0].failure;
+    }
 
-    plain.spec.remote = "missing.bin";
-    const bench::LoadReport missing = bench::RunLoad(plain);
-    ASSERT_EQ(missing.transfers.size(), 1u);
-    EXPECT_NE(missing.transfers[0].failure.find("File not found"), std::string::npos)
-        << missing.transfers[0].failure;
-}
-
-// Blocks of 8 bytes take the block number past 65535 within half a mebibyte.
-TEST(LoadClient, ReadPastBlock65535WrapsTheNumber) {
-    ServingDaemon d;
-    ASSERT_TRUE(d.bServing) << d.process->Stderr();
-    const std::string bytes = PatternBytes(65536 * 8 + 100, 9);
-    WriteFile(d.out / "wrap.bin", bytes);
-    bench::LoadPlan read = Plan(d, bench::Direction::Read, "wrap.bin", bytes);
-    read.spec.blksize = 8;
-    EXPECT_TRUE(AllOk(bench::RunLoad(read), 1, bytes.size()));
+    // Blocks of 8 bytes take the block number past 65535 within half a mebibyte, both ways.
+    const std::string wrapped = PatternBytes(65536 * 8 + 100, 9);
+    WriteFile(d.out / "wrap.bin", wrapped);
+    bench::LoadPlan wrap = Plan(d, bench::Direction::Read, "wrap.bin", wrapped);
+    wrap.spec.blksize = 8;
+    EXPECT_TRUE(AllOk(bench::RunLoad(wrap), 1, wrapped.size()));
+    wrap.spec.direction = bench::Direction::Write;
+    EXPECT_TRUE(AllOk(bench::RunLoad(wrap), 1, wrapped.size()));
+    EXPECT_TRUE(FileHolds(d.in / "wrap.bin", wrapped));
 }
 
 }  // namespace

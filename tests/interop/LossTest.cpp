@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "bench/LoadClient.h"
 #include "interop/DaemonProcess.h"
 #include "interop/LossyProxy.h"
@@ -17,7 +15,7 @@ TEST(Loss, TransfersThroughALossyRelayEndWholeOrLeaveTheOldFile) {
         return self.Args();
     });
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
-    LossyProxy proxy(d.port, 1350, {});
+    LossyProxy proxy(d.port);
     for (int i = 0; i < 40; ++i) {
         const std::string name = "f" + std::to_string(i);
         const std::string content = PatternBytes(static_cast<std::size_t>(i * 7919 % 60000), i);

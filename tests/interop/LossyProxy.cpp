@@ -9,31 +9,10 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "bench/TftpWire.h"
 
-sockaddr_in Loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-int BoundSocket() {
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in any = Loopback(0);
-    bind(fd, reinterpret_cast<const sockaddr*>(&any), sizeof any);
-    return fd;
-}
-
-void SendTo(int fd, const sockaddr_in& to, const std::string& bytes) {
-    sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-}
-
-}  // namespace
-
-LossyProxy::LossyProxy(std::uint16_t serverPort, unsigned seed, Faults faults)
-    : m_serverPort(serverPort), m_faults(faults), m_random(seed), m_listen(BoundSocket()) {
+LossyProxy::LossyProxy(std::uint16_t serverPort)
+    : m_serverPort(serverPort), m_listen(bench::OpenLoopbackUdp()) {
     sockaddr_in local{};
     socklen_t length = sizeof local;
     getsockname(m_listen, reinterpret_cast<sockaddr*>(&local), &length);
@@ -55,20 +34,20 @@ LossyProxy::~LossyProxy() {
 
 void LossyProxy::Pass(int fd, const sockaddr_in& to, const std::string& bytes, Held& held) {
     std::uniform_real_distribution<double> chance(0, 1);
-    if (chance(m_random) < m_faults.drop) {
+    if (chance(m_random) < 0.05) {
         ++m_nDropped;
         return;
     }
-    if (held.fd < 0 && chance(m_random) < m_faults.reorder) {
+    if (held.fd < 0 && chance(m_random) < 0.02) {
         held = {fd, to, bytes};
         return;
     }
-    SendTo(fd, to, bytes);
-    if (chance(m_random) < m_faults.duplicate) {
-        SendTo(fd, to, bytes);
+    bench::SendPacket(fd, to, bytes);
+    if (chance(m_random) < 0.02) {
+        bench::SendPacket(fd, to, bytes);
     }
     if (held.fd >= 0) {
-        SendTo(held.fd, held.to, held.bytes);
+        bench::SendPacket(held.fd, held.to, held.bytes);
         held.fd = -1;
     }
 }
@@ -86,7 +65,7 @@ void LossyProxy::Run() {
         if (poll(fds.data(), fds.size(), 20) == 0) {
             for (Held* held : {&m_toServer, &m_toClient}) {
                 if (held->fd >= 0) {
-                    SendTo(held->fd, held->to, held->bytes);
+                    bench::SendPacket(held->fd, held->to, held->bytes);
                     held->fd = -1;
                 }
             }
@@ -104,7 +83,7 @@ void LossyProxy::Run() {
                 (std::uint64_t{ntohl(from.sin_addr.s_addr)} << 16) | ntohs(from.sin_port);
             auto it = m_sessions.find(key);
             if (it == m_sessions.end()) {
-                it = m_sessions.emplace(key, Session{BoundSocket(), 0, from}).first;
+                it = m_sessions.emplace(key, Session{bench::OpenLoopbackUdp(), 0, from}).first;
             }
             const Session& session = it->second;
             // A request goes to the server's well-known port, also when it is a retry.
@@ -112,7 +91,8 @@ void LossyProxy::Run() {
             const std::uint16_t port =
                 session.serverTid != 0 && !bRequest ? session.serverTid : m_serverPort;
             if (n >= 0) {
-                Pass(session.fd, Loopback(port), std::string(buffer.data(), n), m_toServer);
+                Pass(session.fd, *bench::Ipv4Address("127.0.0.1", port),
+                     std::string(buffer.data(), n), m_toServer);
             }
         }
         for (std::size_t i = 0; i < polled.size(); ++i) {

@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include "interop/DaemonProcess.h"
-#include "support/TftpPeer.h"
 
 namespace {
 
@@ -26,9 +23,7 @@ TEST(StoredSettings, PortDirectoryAndAddressListsFromTheStoreGovernRealClients) 
     EXPECT_EQ(get.status, 0) << get.err;
     EXPECT_TRUE(FileHolds(d.scratch / "f.bin", PatternBytes(1500)));
     // curl cannot speak from 127.0.0.2; the raw packet can.
-    TftpPeer denied(nullptr, "127.0.0.2");
-    EXPECT_EQ(tftp::ErrorText(denied.Exchange(d.port, tftp::Rrq("f.bin")).value_or("")),
-              "Service not available");
+    EXPECT_EQ(ErrorFor(d.port, "f.bin", "127.0.0.2"), "Service not available");
     EXPECT_EQ(d.process->Stop(), 0);
     const std::string log = ReadFile(d.process->home / "Quaylon.log");
     EXPECT_EQ(log.find("127.0.0.2"), std::string::npos) << "a refusal leaves no row: " << log;

@@ -46,6 +46,11 @@ class TftpPeer {
     std::optional<std::string> Receive(int timeoutMs = 2000);
     std::optional<std::string> Exchange(std::uint16_t port, const std::string& packet,
                                         int timeoutMs = 2000);
+    // Reply, then the next datagram.
+    std::optional<std::string> Answer(const std::string& packet, int timeoutMs = 2000) {
+        Reply(packet);
+        return Receive(timeoutMs);
+    }
     // The port of the last reply's sender (before any reply, the port last sent to).
     std::uint16_t LastSenderPort() const { return ntohs(m_last.sin_port); }
 

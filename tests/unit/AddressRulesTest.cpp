@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "policy/AddressRules.h"

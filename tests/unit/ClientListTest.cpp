@@ -6,31 +6,26 @@ namespace {
 
 using M = CClientListModel;
 
-// A model on an app that never listens: rows come from status messages sent by hand.
+// A server that never listens: rows come from status messages sent by hand.
 struct ListFixture : ::testing::Test {
-    ListFixture() : app(loop, op, clock), model(app) {
-        app.m_ConfigDir = dir / "config";
-        app.LogFile = dir / "q.log";
-        model.SetTimeSource([] { return std::time_t{1700000000}; });
-        app.SetView(&model);
+    ListFixture() {
+        h.app.LogFile = h.config / "q.log";
+        h.model.SetTimeSource([] { return std::time_t{1700000000}; });
+        h.app.SetView(&h.model);
     }
-    ~ListFixture() override { app.SetView(nullptr); }
 
     void Send(int status, std::int32_t serial, const std::string& text) {
-        app.m_Status.text = text;
-        app.NotifyView(status, serial);
+        h.app.m_Status.text = text;
+        h.app.NotifyView(status, serial);
     }
     void Finish(std::int32_t serial, const std::string& result, bool bTimedOut = false) {
-        app.NotifyView(STATUS_DONE, serial);
+        h.app.NotifyView(STATUS_DONE, serial);
         Send(bTimedOut ? STATUS_TIMED_OUT : STATUS_RESULT, serial, result);
     }
 
-    TempDir dir;
-    EpollLoop loop;
-    TestOperator op;
-    ManualClock clock;
-    CServerApp app;
-    CClientListModel model;
+    ServerHarness h;
+    CServerApp& app = h.app;
+    CClientListModel& model = h.model;
 };
 
 const std::string kTime = CClientListModel::FormatTime(1700000000);
@@ -105,15 +100,14 @@ TEST_F(ListFixture, LimitSendsTheOldestRowsToTheLogInArrivalOrder) {
     EXPECT_TRUE(model.Rows().empty());
 
     Send(STATUS_NEW_CLIENT, 2, "127.0.0.2");
-    app.LogFile = dir / "missing/dir/q.log";
+    app.LogFile = h.config / "missing/dir/q.log";
     model.ClearRows();
     EXPECT_TRUE(model.Rows().empty());
-    EXPECT_FALSE(FileExists(dir / "missing"));
-    EXPECT_EQ(ReadFile(dir / "q.log"), log);
+    EXPECT_FALSE(FileExists(h.config / "missing"));
+    EXPECT_EQ(ReadFile(h.config / "q.log"), log);
 }
 
-TEST(ClientListIdle, SweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
-    ServerHarness h;
+TEST_F(ListFixture, IdleSweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
     ASSERT_TRUE(h.Start());
     for (std::int32_t serial : {4000, 5000, 3000}) {
         h.app.m_Status.text = "127.0.0.5";

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "unit/PeerSteps.h"
@@ -60,7 +58,7 @@ TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {
         h.ExpireAndTick();
         ASSERT_TRUE(peer->Receive());
     }
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(1)), data2);
+    EXPECT_EQ(peer->Answer(tftp::Ack(1)), data2);
     for (int retry = 0; retry < 5; ++retry) {
         h.ExpireAndTick();
         EXPECT_EQ(peer->Receive(), data2);
@@ -96,6 +94,5 @@ TEST_F(Housekeeping, TimeoutComesFromTheClientsOptionElseFromTheSetting) {
     h.Tick();
     EXPECT_EQ(plain->Receive(), data1);
     // The repeated OACK used up no file data.
-    EXPECT_EQ(peer->Exchange(peer->LastSenderPort(), tftp::Ack(0)),
-              tftp::Data(1, content.substr(0, 512)));
+    EXPECT_EQ(peer->Answer(tftp::Ack(0)), tftp::Data(1, content.substr(0, 512)));
 }

@@ -62,7 +62,7 @@ inline bool Upload(TftpPeer& peer, std::uint16_t port, const std::string& name,
     for (std::uint16_t block = 1; bOk; ++block) {
         const std::string piece =
             content.substr(std::min<std::size_t>(content.size(), (block - 1) * 512u), 512);
-        bOk = peer.Exchange(peer.LastSenderPort(), tftp::Data(block, piece)) == tftp::Ack(block);
+        bOk = peer.Answer(tftp::Data(block, piece)) == tftp::Ack(block);
         if (piece.size() < 512) {
             return bOk;
         }

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,10 +17,7 @@ TEST_F(Request, EveryRefusalHasItsCodeAndTextOnTheWireAndInTheRow) {
         {tftp::Rrq("missing"), 1, "File not found"},
         {tftp::Wrq("no/such/dir"), 2, "Access violation"},
         {tftp::Rrq("f", "mail"), 4, "Unknown TFTP Operation"},
-        {std::string("\x00\x01"
-                     "fo",
-                     4),
-         4, "Unknown TFTP Operation"},
+        {std::string("\0\1fo", 4), 4, "Unknown TFTP Operation"},
         {tftp::Rrq("f", "octet", {{"blksize", "7"}}), 8, "Option negotion failure"},
         {tftp::Wrq("w", "octet", {{"blksize", "x"}}), 8, "Option negotion failure"},
     };
@@ -82,22 +78,18 @@ TEST_F(Request, FirstReplyAndOackFollowTheAcceptedOptionsInFixedOrderClampedNeve
         std::uint32_t allowTsize, allowTimeout;
         std::string request, reply;
     };
+    const auto read = [](const tftp::Options& options) { return tftp::Rrq("f", "octet", options); };
+    const auto blksize = [](const char* value) { return tftp::Options{{"blksize", value}}; };
     const Case cases[] = {
-        {1, 1, tftp::Rrq("f", "octet", {{"blksize", "1024"}, {"timeout", "5"}, {"TSIZE", "0"}}),
+        {1, 1, read({{"blksize", "1024"}, {"timeout", "5"}, {"TSIZE", "0"}}),
          tftp::Oack({{"tsize", "70000"}, {"timeout", "5"}, {"blksize", "1024"}})},
-        {0, 1, tftp::Rrq("f", "octet", {{"tsize", "0"}, {"blksize", "65464"}}),
-         tftp::Oack({{"blksize", "65464"}})},
-        {1, 0, tftp::Rrq("f", "octet", {{"timeout", "5"}, {"colour", "5"}}),
-         tftp::Data(1, PatternBytes(512))},
-        {1, 1, tftp::Rrq("f", "octet", {{"blksize", "65465"}}), tftp::Oack({{"blksize", "65464"}})},
-        {1, 1, tftp::Rrq("f", "octet", {{"blksize", "2147483647"}}),
-         tftp::Oack({{"blksize", "65464"}})},
-        {1, 1, tftp::Rrq("f", "octet", {{"blksize", "99999999999999999999999"}}),
-         tftp::Oack({{"blksize", "65464"}})},
-        {1, 1, tftp::Rrq("f", "octet", {{"timeout", "2147483648"}, {"blksize", "8"}}),
-         tftp::Oack({{"blksize", "8"}})},
-        {1, 1, tftp::Rrq("f", "octet", {{"timeout", "2147483647"}}),
-         tftp::Oack({{"timeout", "2147483647"}})},
+        {0, 1, read({{"tsize", "0"}, {"blksize", "65464"}}), tftp::Oack(blksize("65464"))},
+        {1, 0, read({{"timeout", "5"}, {"colour", "5"}}), tftp::Data(1, PatternBytes(512))},
+        {1, 1, read(blksize("65465")), tftp::Oack(blksize("65464"))},
+        {1, 1, read(blksize("2147483647")), tftp::Oack(blksize("65464"))},
+        {1, 1, read(blksize("99999999999999999999999")), tftp::Oack(blksize("65464"))},
+        {1, 1, read({{"timeout", "2147483648"}, {"blksize", "8"}}), tftp::Oack(blksize("8"))},
+        {1, 1, read({{"timeout", "2147483647"}}), tftp::Oack({{"timeout", "2147483647"}})},
         {1, 1, tftp::Wrq("w", "octet", {{"tsize", "12"}}), tftp::Ack(0)},
         {1, 1, tftp::Wrq("w", "octet", {{"blksize", "600"}, {"tsize", "12"}, {"timeout", "3"}}),
          tftp::Oack({{"timeout", "3"}, {"blksize", "600"}})},
@@ -111,8 +103,7 @@ TEST_F(Request, FirstReplyAndOackFollowTheAcceptedOptionsInFixedOrderClampedNeve
             const auto at = c.reply.find("blksize");
             const std::size_t block =
                 at == std::string::npos ? 512 : std::stoul(c.reply.substr(at + 8));
-            const auto data = peer->Exchange(peer->LastSenderPort(), tftp::Ack(0));
-            EXPECT_EQ(data, tftp::Data(1, PatternBytes(block)));
+            EXPECT_EQ(peer->Answer(tftp::Ack(0)), tftp::Data(1, PatternBytes(block)));
         }
     }
 }
@@ -189,4 +180,72 @@ TEST_F(Request, DuplicateUploadsTakeOrGiveANumberedName) {
     ASSERT_TRUE(Upload(*peer, h.port, "boot.bin", "n4"));
     EXPECT_EQ(ReadFile(h.in / "boot.bin"), "n4");
     EXPECT_EQ(ReadFile(h.in / "boot.3.bin"), "replaced");
+}
+
+TEST_F(Request, DirectionSwitchesRefuseAndMalformedOrOverlongRequestsGetSilence) {
+    WriteFile(h.out / "f", "abc");
+
+    h.app.bNoIncoming = 1;
+    EXPECT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), kRefusal);
+    EXPECT_EQ(peer->LastSenderPort(), h.port);
+    EXPECT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+    EXPECT_NE(peer->LastSenderPort(), h.port) << "a transfer answers from its own port";
+
+    h.app.bNoIncoming = 0;
+    h.app.bNoOutbound = 1;
+    EXPECT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), kRefusal);
+    EXPECT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
+    h.app.bNoOutbound = 0;
+
+    // Malformed and overlong datagrams get silence and no row.
+    for (const std::string& packet : {std::string(), std::string("\x00\x01\x00", 3)}) {
+        peer->SendTo(h.port, packet);
+        EXPECT_TRUE(Silent(*peer)) << packet.size() << " bytes";
+    }
+    for (std::uint16_t opcode : {0, 3, 5, 6, 0x0101}) {
+        peer->SendTo(h.port, tftp::Request(opcode, "f", "octet"));
+        EXPECT_TRUE(Silent(*peer)) << "opcode " << opcode;
+    }
+    // An ignored option pads the request to the size of the receive buffer and one beyond.
+    const std::string at512 = tftp::Rrq("f", "octet", {{"pad", std::string(497, '7')}});
+    ASSERT_EQ(at512.size(), 512u);
+    peer->SendTo(h.port, at512 + '\0');
+    EXPECT_TRUE(Silent(*peer)) << "a cut request must not be served";
+    EXPECT_EQ(h.model.Rows().size(), 3u) << "the banner and the two clients served";
+    EXPECT_EQ(peer->Exchange(h.port, at512), tftp::Data(1, "abc"));
+}
+
+TEST_F(Request, ClientLimitHoldsUntilTheTickHasRetiredTheClient) {
+    WriteFile(h.out / "f", "abc");
+    h.app.nMaxClientsPos = 0;
+    auto second = h.NewPeer("127.0.0.2");
+
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
+    EXPECT_EQ(second->LastSenderPort(), h.port);
+    // Finished, yet on the table until the tick.
+    peer->Reply(tftp::Ack(1));
+    h.Pump();
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
+
+    h.Tick();
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+    EXPECT_EQ(h.model.Rows().back().itemData, 2) << "refused clients used no serial";
+    EXPECT_EQ(LastCell(h, Col::kClient), "127.0.0.2");
+}
+
+TEST_F(Request, SerialsRunFromOneToOneThousandAndOneThenAgainFromOne) {
+    WriteFile(h.out / "f", "abc");
+    h.app.nMaxClientsPos = 5;
+    for (int client = 1; client <= 1000; ++client) {
+        ASSERT_EQ(tftp::Opcode(peer->Exchange(h.port, tftp::Rrq("missing")).value_or("")), 5);
+        if (client % 100 == 0) {
+            h.Tick();
+        }
+    }
+    // A running transfer keeps its serial as the key of its row.
+    for (std::intptr_t serial : {1001, 1}) {
+        ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+        EXPECT_EQ(h.model.Rows().back().itemData, serial);
+    }
 }

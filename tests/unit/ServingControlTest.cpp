@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include "server/DecisionBox.h"
 #include "server/ListenSocket.h"
 #include "unit/PeerSteps.h"

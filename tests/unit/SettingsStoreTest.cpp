@@ -3,6 +3,7 @@
 
 #include <regex>
 
+#include "settings/RegistryFile.h"
 #include "settings/Settings.h"
 #include "support/TempDir.h"
 
@@ -10,6 +11,8 @@ namespace {
 
 constexpr char kHeader[] = "Windows Registry Editor Version 5.00\n\n";
 constexpr char kKeyLine[] = "[HKEY_CURRENT_USER\\Software\\Orrelin\\Quaylon]\n";
+constexpr char kHive[] = "HKEY_CURRENT_USER";
+constexpr char kKey[] = "Software\\Orrelin\\Quaylon";
 
 std::string Store(const std::string& values) {
     return kHeader + (kKeyLine + values);
@@ -30,9 +33,15 @@ class SettingsStore : public ::testing::Test {
         app.OutPath = "/srv/out/";
     }
     std::string File() const { return config / "registry.reg"; }
+    int LoadPlacement() {
+        return app.LoadWindowPlacement(rect, &bMin, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5]);
+    }
 
     TempDir config;
     CSettings app;
+    int rect[4] = {};
+    std::uint32_t bMin = 9;
+    int c[6] = {};
 };
 
 }  // namespace
@@ -142,10 +151,7 @@ TEST_F(SettingsStore, UnreadableFileIsReportedOnceAndSetAside) {
     app.bShowAlert = 0;
     ::testing::internal::CaptureStderr();
     app.LoadSettings();
-    int rect[4], cols[6];
-    std::uint32_t bMin;
-    app.LoadWindowPlacement(rect, &bMin, &cols[0], &cols[1], &cols[2], &cols[3], &cols[4],
-                            &cols[5]);
+    LoadPlacement();
     const std::string report = ::testing::internal::GetCapturedStderr();
     EXPECT_EQ(CountLines(report, ".*settings file.*"), 1) << report;
     EXPECT_NE(report.find(File()), std::string::npos);
@@ -168,21 +174,15 @@ TEST_F(SettingsStore, UnreadableFileIsReportedOnceAndSetAside) {
 }
 
 TEST_F(SettingsStore, WindowPlacement) {
-    int rect[4] = {};
-    std::uint32_t bMin = 9;
-    int c[6];
-    auto load = [&] {
-        return app.LoadWindowPlacement(rect, &bMin, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5]);
-    };
     const std::vector<int> defaults{150, 120, 80, 90, 90, 110};
     app.bMinimizeAtStartup = 1;
-    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(LoadPlacement(), 0);
     EXPECT_EQ(std::vector<int>(c, c + 6), defaults);
     EXPECT_EQ(bMin, 1u);
 
     app.SaveSettings();
     app.SaveWindowPlacement(-5, 30, 700, 500, 0, 200, 1, 2, 3, 4, 5);
-    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(LoadPlacement(), 1);
     EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{-5, 30, 700, 500}));
     EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{200, 1, 2, 3, 4, 5}));
     app.OutPath.clear();
@@ -191,13 +191,13 @@ TEST_F(SettingsStore, WindowPlacement) {
 
     // A first column as wide as the window throws all six widths away.
     app.SaveWindowPlacement(0, 0, 300, 200, 0, 300, 1, 2, 3, 4, 5);
-    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(LoadPlacement(), 1);
     EXPECT_EQ(std::vector<int>(c, c + 6), defaults);
 
     // A missing value repeats the one read before it.
     WriteFile(File(), Store("\"WinLeft\"=dword:00000007\n\"WinRight\"=dword:00000190\n"
                             "\"Col1\"=dword:00000032\n\"Col3\"=dword:00000021\n"));
-    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(LoadPlacement(), 1);
     EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{7, 7, 400, 400}));
     EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{50, 50, 33, 33, 33, 33}));
 }
@@ -225,5 +225,47 @@ TEST_F(SettingsStore, EachBitOfTheFlagWordLoadsItsOwnMember) {
         EXPECT_EQ(flags(app), expected) << line;
         app.SaveSettings();
         EXPECT_EQ(CountLines(ReadFile(File()), line), 1) << "and saves back to the same bit";
+    }
+}
+
+TEST(RegistryFile, ReadsWhatRegistryExportsHold) {
+    TempDir dir;
+    WriteFile(dir / "r.reg",
+              "\xEF\xBB\xBFREGEDIT4\r\n\r\n"
+              "[hkey_current_user\\software\\orrelin\\quaylon\\Sub]\r\n"
+              "[HKEY_CURRENT_USER\\Software\\Orrelin\\Quaylon]\r\n"
+              "\"Bin\"=hex(7):41,00,\\\r\n  00,00\r\n"
+              "  \"Port\" = \"69\"  \r\n"
+              "\"bDelete\"=DWORD:ABCD\r\n"
+              "\"Odd \\\"name\\\\\"=\"x\"\r\n");
+    RegistryFile store(dir / "r.reg", kHive);
+    EXPECT_TRUE(store.KeyExists(kKey));
+    EXPECT_FALSE(store.KeyExists("Software\\Orrelin\\Quay"));
+    EXPECT_EQ(store.ReadText(kKey, "Port"), "69");
+    EXPECT_EQ(store.ReadDword(kKey, "bDelete"), 0xABCDu);
+    EXPECT_EQ(store.ReadText(kKey, "odd \"NAME\\"), "x");
+    EXPECT_EQ(store.ReadDword(kKey, "Port"), std::nullopt) << "a text is no dword";
+    // A line break has no form in the syntax: the write is refused, the stored text stays.
+    EXPECT_FALSE(store.WriteText(kKey, "Port", "6\n9"));
+    EXPECT_EQ(store.ReadText(kKey, "Port"), "69");
+}
+
+TEST(RegistryFile, MalformedFilesHoldNoKeyAndAreKeptOnWrite) {
+    for (const std::string& text : {
+             kKeyLine + std::string("\"Port\"=\"69\"\n"),  // no header
+             Store("\"Port\"=\"6\\9\"\n"),                 // unknown escape
+             Store("\"bDelete\"=dword:123456789\n"),       // nine digits
+             Store("\"Blob\"=hex:01,\\\n"),                // ends inside a value
+         }) {
+        TempDir dir;
+        WriteFile(dir / "r.reg", text);
+        ::testing::internal::CaptureStderr();
+        RegistryFile store(dir / "r.reg", kHive);
+        EXPECT_NE(::testing::internal::GetCapturedStderr(), "") << text;
+        EXPECT_FALSE(store.KeyExists(kKey)) << text;
+        // A write keeps the unreadable file aside and starts afresh.
+        store.WriteDword(kKey, "bDelete", 1);
+        ASSERT_TRUE(store.Commit());
+        EXPECT_EQ(ReadFile(dir / "r.reg.bad"), text);
     }
 }

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QSystemTrayIcon>
 #include <QTabWidget>
@@ -11,6 +14,24 @@
 
 #include "GuiServer.h"
 #include "console/qt/About.h"
+#include "console/qt/DecisionDlg.h"
+
+namespace {
+
+// The button of that text if exactly one decision box on the screen has one, else nothing.
+QPushButton* DecisionButton(const QString& text) {
+    std::vector<QPushButton*> found;
+    for (QWidget* box : QApplication::topLevelWidgets()) {
+        for (QPushButton* button : box->findChildren<QPushButton*>()) {
+            if (qobject_cast<CDecisionDlg*>(box) && box->isVisible() && button->text() == text) {
+                found.push_back(button);
+            }
+        }
+    }
+    return found.size() == 1 ? found[0] : nullptr;
+}
+
+}  // namespace
 
 TEST(MainFrame, CommandsFollowServingTheTitleFollowsThePortAndAboutOpensOnce) {
     GuiServer s;
@@ -52,6 +73,71 @@ TEST(MainFrame, CommandsFollowServingTheTitleFollowsThePortAndAboutOpensOnce) {
     f.m_pAboutAction->trigger();
     EXPECT_EQ(f.About(), sheet.data());
     EXPECT_EQ(pages->currentIndex(), 0);
+}
+
+TEST(AlertBox, ShownWhileMinimisedWithTheOptionHiddenByAKeyAndDestroyedAtTheIdleTick) {
+    GuiServer s;
+    ASSERT_TRUE(s.Start());
+    s.app.bShowAlert = 1;
+    s.NewClient(2, "10.0.0.2");
+    EXPECT_EQ(s.View().AlertBox(), nullptr) << "the frame is on the screen";
+
+    s.frame->showMinimized();
+    s.Pump();
+    ASSERT_TRUE(s.frame->isMinimized());
+    s.app.bShowAlert = 0;
+    s.NewClient(3, "10.0.0.3");
+    EXPECT_EQ(s.View().AlertBox(), nullptr) << "the option is off";
+
+    s.app.bShowAlert = 1;
+    s.NewClient(4, "10.0.0.4");
+    QPointer<CAlertBox> box = s.View().AlertBox();
+    ASSERT_TRUE(box);
+    EXPECT_TRUE(box->isVisible());
+    EXPECT_EQ(box->ClientText(), "10.0.0.4");
+
+    // A key on its text hides it, but leaves it to the tick to destroy.
+    auto* text = box->findChild<QLineEdit*>();
+    ASSERT_NE(text, nullptr);
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_Backspace, Qt::NoModifier);
+    QApplication::sendEvent(text, &key);
+    EXPECT_FALSE(box->isVisible());
+    EXPECT_TRUE(box);
+
+    s.View().OnTimer();
+    s.Pump();
+    EXPECT_FALSE(box);
+}
+
+TEST(DecisionBoxes, KeepClientsLetsAHangingClientCarryOnAndDropClientsCutsIt) {
+    GuiServer s;
+    ASSERT_TRUE(s.Start());
+    auto peer = s.HangingRead();
+    ASSERT_TRUE(peer);
+    CMainFrame& f = *s.frame;
+    // Stop with a client running asks; the answer closes the box.
+    const auto stopAndAnswer = [&](const QString& answer) {
+        f.m_pStopServing->trigger();
+        QPushButton* button = DecisionButton(answer);
+        ASSERT_NE(button, nullptr) << answer.toStdString();
+        button->click();
+        s.Pump();
+        EXPECT_EQ(DecisionButton(answer), nullptr) << "the box is gone";
+    };
+
+    stopAndAnswer("Keep Clients");
+    EXPECT_EQ(s.app.ClientCount(), 1);
+    const auto next = peer->Answer(tftp::Ack(1));
+    ASSERT_TRUE(next);
+    EXPECT_EQ(tftp::Number(*next), 2);
+
+    f.m_pStartServing->trigger();
+    ASSERT_EQ(s.app.m_bServing, 1);
+    stopAndAnswer("Drop Clients");
+    EXPECT_EQ(s.app.ClientCount(), 0);
+    EXPECT_TRUE(f.m_pStartServing->isEnabled()) << "serving has stopped";
+    peer->Reply(tftp::Ack(2));
+    EXPECT_FALSE(peer->Receive(100)) << "the dropped client gets nothing more";
 }
 
 TEST(TrayIcon, FallbackShowAndClose) {
