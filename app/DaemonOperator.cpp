@@ -8,6 +8,11 @@ void DaemonOperator::ShowMessage(const std::string& text, BoxIcon) {
     std::fprintf(stderr, "%s\n", text.c_str());
 }
 
+bool DaemonOperator::AskYesNo(const std::string& text) {
+    std::fprintf(stderr, "%s\n  -> No\n", text.c_str());
+    return false;  // the answer that changes nothing
+}
+
 Operator::MultihomedChoice DaemonOperator::ChooseAddress(const std::vector<std::string>& addresses,
                                                          bool) {
     std::fprintf(stderr,
