@@ -8,6 +8,11 @@ void DaemonOperator::ShowMessage(const std::string& text, BoxIcon) {
     std::fprintf(stderr, "%s\n", text.c_str());
 }
 
+bool DaemonOperator::AskYesNo(const std::string& text) {
+    std::fprintf(stderr, "%s\n  -> No\n", text.c_str());
+    return false;  // the answer that changes nothing
+}
+
 void PrintAddresses(const char* heading, const std::vector<std::string>& addresses) {
     std::fprintf(stderr, "%s\n", heading);
     for (std::size_t i = 0; i < addresses.size(); ++i) {

@@ -18,6 +18,7 @@ class DaemonOperator : public Operator {
     void SetApp(CServerApp* pApp) { m_pApp = pApp; }
 
     void ShowMessage(const std::string& text, BoxIcon icon) override;
+    bool AskYesNo(const std::string& text) override;
     MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
                                    bool bDontShowAgain) override;
     std::optional<std::string> AskListenAddress() override;

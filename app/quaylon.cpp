@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QIcon>
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "console/qt/QtOperator.h"
 #include "console/qt/SplashWnd.h"
 #include "platform/Clock.h"
+#include "platform/SessionState.h"
 #include "platform/SignalDescriptor.h"
 #include "server/ServerApp.h"
 
@@ -27,6 +29,25 @@ class SplashFilter : public QObject {
     bool eventFilter(QObject*, QEvent* event) override {
         return CSplashWnd::PreTranslateAppMessage(event);
     }
+};
+
+// The session manager's last word: after its question it ends the program with a quit of its
+// own, which reaches the application before any window is closed.
+class SessionEndFilter : public QObject {
+  public:
+    explicit SessionEndFilter(CMainFrame& frame) : m_frame(frame) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == qApp && event->type() == QEvent::Quit && m_frame.EndSessionAsked() &&
+            !m_frame.Ended()) {
+            m_frame.OnEndSession();
+        }
+        return false;
+    }
+
+  private:
+    CMainFrame& m_frame;
 };
 
 }  // namespace
@@ -44,6 +65,8 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName("Quaylon");
     // Lets the desktop match the window to its installed entry and icon.
     QApplication::setDesktopFileName("com.orrelin.Quaylon");
+    // Message boxes and file dialogs show the program's icon too.
+    QApplication::setWindowIcon(QIcon(":/icons/quaylon.svg"));
     QApplication::setQuitOnLastWindowClosed(false);
     QtEventLoop loop;
     SystemClock clock;
@@ -76,10 +99,17 @@ int main(int argc, char** argv) {
             signalfd_siginfo info{};
             while (read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
             }
+            // Where no session manager asks (Wayland), the end of the login session comes as
+            // SIGTERM while logind closes the session.
+            if (SessionClosing()) {
+                frame.OnEndSession();
+            }
             frame.close();  // the same way as the close box
         });
         QObject::connect(&qapp, &QGuiApplication::commitDataRequest,
-                         [&frame](QSessionManager&) { frame.OnEndSession(); });
+                         [&frame](QSessionManager&) { frame.OnQueryEndSession(); });
+        SessionEndFilter sessionEndFilter(frame);
+        qapp.installEventFilter(&sessionEndFilter);
 
         loop.Run();
         status = app.m_bTerminate ? 1 : 0;

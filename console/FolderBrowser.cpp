@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -16,6 +18,51 @@ bool IsRealFileSystem(const std::string& fsType, const std::string& source,
     static const std::set<std::string> kNetwork = {"nfs",   "nfs4",       "cifs", "smb3",
                                                    "smbfs", "fuse.sshfs", "9p"};
     return mountPoint == "/" || source.rfind("/dev/", 0) == 0 || kNetwork.count(fsType) != 0;
+}
+
+// mountinfo writes a blank, tab, newline and backslash in a field as \ooo.
+std::string UnescapeField(const std::string& field) {
+    std::string out;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && i + 3 < field.size()) {
+            out += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
+            i += 3;
+        } else {
+            out += field[i];
+        }
+    }
+    return out;
+}
+
+// The file system's label where udev has named one (/dev/disk/by-label), else the device.
+std::string LabelOf(const std::string& source) {
+    char device[PATH_MAX];
+    if (realpath(source.c_str(), device) == nullptr) {
+        return source;
+    }
+    std::string label = source;
+    if (DIR* dir = opendir("/dev/disk/by-label")) {
+        while (dirent* entry = readdir(dir)) {
+            char target[PATH_MAX];
+            const std::string link = std::string("/dev/disk/by-label/") + entry->d_name;
+            if (entry->d_name[0] != '.' && realpath(link.c_str(), target) != nullptr &&
+                std::string(target) == device) {
+                // udev writes a blank in a label as \x20.
+                std::string name = entry->d_name;
+                for (std::size_t at; (at = name.find("\\x20")) != std::string::npos;) {
+                    name.replace(at, 4, " ");
+                }
+                label = name;
+            }
+        }
+        closedir(dir);
+    }
+    return label;
+}
+
+bool IsDirectory(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 }  // namespace
@@ -32,13 +79,17 @@ std::vector<Volume> MountedVolumes() {
         while (fields >> token && token != "-") {
         }
         fields >> fsType >> source;
-        if (!IsRealFileSystem(fsType, source, mountPoint) || !seen.insert(mountPoint).second) {
+        mountPoint = UnescapeField(mountPoint);
+        source = UnescapeField(source);
+        // A file bound onto a file (a container's /etc/hosts) is no volume to browse.
+        if (!IsRealFileSystem(fsType, source, mountPoint) || !IsDirectory(mountPoint) ||
+            !seen.insert(mountPoint).second) {
             continue;
         }
         if (mountPoint.back() != '/') {
             mountPoint += '/';
         }
-        volumes.push_back({mountPoint, source});
+        volumes.push_back({mountPoint, LabelOf(source)});
     }
     if (volumes.empty()) {
         volumes.push_back({"/", "root"});

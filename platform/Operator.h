@@ -16,6 +16,9 @@ class Operator {
     // A box that the operator dismisses.
     virtual void ShowMessage(const std::string& text, BoxIcon icon) = 0;
 
+    // A question with Yes and No; true for Yes.
+    virtual bool AskYesNo(const std::string& text) = 0;
+
     struct MultihomedChoice {
         bool bOk = false;             // left with OK
         int nSelected = -1;           // line selected, -1 for none

@@ -1,8 +1,12 @@
 #include "platform/Priority.h"
 
+#include <dirent.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
 
 namespace {
 // Nice value of the process's priority class; thread levels are counted from it.
@@ -19,6 +23,24 @@ void SetThreadPriority(pid_t tid, ThreadPriority priority) {
 }
 
 void SetProcessHighPriority(bool bHigh) {
+    const int oldClass = g_classNice;
     g_classNice = bHigh ? -5 : 0;
-    setpriority(PRIO_PROCESS, static_cast<id_t>(getpid()), g_classNice);
+    // Linux keeps a nice value per thread: the class moves every thread of the process, each
+    // keeping its level within the class.
+    DIR* tasks = opendir("/proc/self/task");
+    if (tasks == nullptr) {
+        return;
+    }
+    while (const dirent* entry = readdir(tasks)) {
+        const id_t tid = static_cast<id_t>(std::strtol(entry->d_name, nullptr, 10));
+        if (tid == 0) {
+            continue;
+        }
+        errno = 0;
+        const int nice = getpriority(PRIO_PROCESS, tid);
+        if (errno == 0) {
+            setpriority(PRIO_PROCESS, tid, g_classNice + (nice - oldClass));
+        }
+    }
+    closedir(tasks);
 }

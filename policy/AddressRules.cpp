@@ -158,3 +158,14 @@ void WriteRules(std::ostream& out, const std::list<std::string>& allow,
     WriteList(out, allow);
     WriteList(out, deny);
 }
+
+std::string RuleText(const unsigned fields[4]) {
+    std::string text;
+    for (int i = 0; i < 4; ++i) {
+        text += fields[i] == 255 ? std::string("*") : std::to_string(fields[i]);
+        if (i < 3) {
+            text += '.';
+        }
+    }
+    return text;
+}

@@ -9,6 +9,9 @@
 // 1 if the rule (four dot-separated fields, each a number or '*') matches the four octets.
 int MatchRule(int nOctet1, int nOctet2, int nOctet3, int nOctet4, const std::string& strRule);
 
+// The rule for the four fields of an address entry: 255 in a field is the wildcard '*'.
+std::string RuleText(const unsigned fields[4]);
+
 // 1 if a rule of the list matches the dotted address.
 int IsInList(const std::list<std::string>& rules, const char* pszAddress);
 

@@ -22,6 +22,8 @@ bool CManager::Start(const ThreadLauncher& launch) {
     try {
         m_thread = launch([this] {
             m_tid = CurrentThreadId();
+            // A new thread takes its creator's nice value; a worker starts at the normal level.
+            SetThreadPriority(m_tid, ThreadPriority::Normal);
             m_threadStarted.Set();
             m_hFinishEvent->Wait();
             m_bRunning = false;

@@ -5,6 +5,8 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "console/qt/DialogFrame.h"
+
 namespace {
 
 QWidget* TextPage(const QStringList& lines, QWidget* parent) {
@@ -24,7 +26,7 @@ QWidget* TextPage(const QStringList& lines, QWidget* parent) {
 }  // namespace
 
 CAbout::CAbout() : QDialog(nullptr) {
-    setWindowTitle("About Quaylon");
+    UseDialogFrame(this, "About Quaylon", true);
     setAttribute(Qt::WA_DeleteOnClose);
     auto* layout = new QVBoxLayout(this);
     m_pPages = new QTabWidget(this);

@@ -1,5 +1,6 @@
 #include "console/qt/AlertBox.h"
 
+#include "console/qt/DialogFrame.h"
 #include "console/qt/PressEvent.h"
 
 #include <QEvent>
@@ -8,11 +9,10 @@
 #include <QMovie>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
-CAlertBox::CAlertBox()
-    : QDialog(nullptr, Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::CustomizeWindowHint |
-                           Qt::WindowTitleHint) {
-    setWindowTitle("Quaylon          New Client being Served");
+CAlertBox::CAlertBox() : QDialog(nullptr, Qt::WindowStaysOnTopHint) {
+    UseDialogFrame(this, "Quaylon          New Client being Served", false);
     setAttribute(Qt::WA_DeleteOnClose, false);
     QPalette magenta = palette();
     magenta.setColor(QPalette::Window, QColor(255, 0, 255));
@@ -38,7 +38,7 @@ CAlertBox::CAlertBox()
     layout->addWidget(m_pText);
     layout->addWidget(ok);
     layout->addWidget(m_pAnimation);
-    setFixedWidth(382);
+    setFixedWidth(std::max(382, minimumWidth()));  // the caption shows whole
 
     for (QWidget* widget : std::initializer_list<QWidget*>{this, m_pText, ok, m_pAnimation}) {
         widget->installEventFilter(this);

@@ -5,11 +5,11 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "console/qt/DialogFrame.h"
 #include "server/DecisionBox.h"
 
-CDecisionDlg::CDecisionDlg(CDecisionBox& box, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint), m_box(box) {
-    setWindowTitle(CDecisionBox::Caption());
+CDecisionDlg::CDecisionDlg(CDecisionBox& box, QWidget* parent) : QDialog(parent), m_box(box) {
+    UseDialogFrame(this, CDecisionBox::Caption(), false);
     setModal(false);
     auto* layout = new QVBoxLayout(this);
     for (const std::string& text : box.Texts()) {

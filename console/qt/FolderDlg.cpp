@@ -11,8 +11,10 @@
 #include <QVBoxLayout>
 #include <climits>
 
+#include "console/qt/DialogFrame.h"
+
 CFolderDlg::CFolderDlg(QWidget* parent) : QDialog(parent) {
-    setWindowTitle("Folder Browser");
+    UseDialogFrame(this, "Folder Browser", true);
     auto* layout = new QVBoxLayout(this);
     m_pDrives = new QComboBox(this);
     m_pFolders = new QListWidget(this);

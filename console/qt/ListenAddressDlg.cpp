@@ -6,8 +6,10 @@
 #include <QLineEdit>
 #include <QVBoxLayout>
 
+#include "console/qt/DialogFrame.h"
+
 CListenAddressDlg::CListenAddressDlg(QWidget* parent) : QDialog(parent) {
-    setWindowTitle("Listening Address");
+    UseDialogFrame(this, "Listening Address", true);
     auto* layout = new QVBoxLayout(this);
     auto* above = new QLabel(
         "Because either your local host name or I.P. address could not be determined "

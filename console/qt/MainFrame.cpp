@@ -2,10 +2,13 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QStatusBar>
+#include <QStatusTipEvent>
 #include <QSystemTrayIcon>
 #include <QToolBar>
 #include <QWhatsThis>
@@ -13,6 +16,7 @@
 #include "console/qt/About.h"
 #include "console/qt/AlertBox.h"
 #include "console/qt/NewView.h"
+#include "console/qt/Options.h"
 #include "console/qt/QtOperator.h"
 #include "console/qt/ServerInfoDlg.h"
 #include "console/qt/SplashWnd.h"
@@ -104,6 +108,8 @@ void CMainFrame::BuildMenus() {
     m_pCheckVersion = MakeAction("&Check Version ...", "Check the internet for the latest version");
     m_pResetColumns = MakeAction("Reset Co&lumns", "Reset column widths");
     m_pMusicAction = MakeAction("&Music", "Toggle Music", QKeySequence("F12"));
+    // The framework's file-open command: a key, no menu entry.
+    m_pFileOpen = MakeAction("&Open...", "Open an existing document", QKeySequence("Ctrl+O"));
     m_pToolbarToggle->setCheckable(true);
     m_pStatusBarToggle->setCheckable(true);
     m_pUseGraphic->setCheckable(true);
@@ -174,13 +180,13 @@ void CMainFrame::BuildMenus() {
     connect(m_pCheckVersion, &QAction::triggered, this, [this] { m_pView->OnCheckVersion(); });
     connect(m_pResetColumns, &QAction::triggered, this, [this] { m_pView->OnResetColumns(); });
     connect(m_pMusicAction, &QAction::triggered, this, &CMainFrame::OnMusic);
+    connect(m_pFileOpen, &QAction::triggered, this, &CMainFrame::OnFileOpen);
 }
 
 void CMainFrame::BuildToolBar() {
     m_pToolBar = new QToolBar("Toolbar", this);
     m_pToolBar->setObjectName("Toolbar");
-    m_pToolBar->setIconSize(QSize(16, 16));
-    m_pToolBar->setMovable(false);
+    // The style's own icon size and handle, as every toolbar of the desktop has them.
     m_pAboutAction->setIcon(QIcon(":/icons/about.svg"));
     m_pContextHelp->setIcon(QIcon(":/icons/context-help.svg"));
     m_pStopServing->setIcon(QIcon(":/icons/stop-serving.svg"));
@@ -271,10 +277,14 @@ void CMainFrame::OnTrayClose() {
     QApplication::quit();
 }
 
-void CMainFrame::OnEndSession() {
+void CMainFrame::OnQueryEndSession() {
     m_pView->OnClearDisplay();
+    m_bEndSessionAsked = true;
+}
+
+void CMainFrame::OnEndSession() {
     m_app.WriteRunOnce("");
-    const QRect r = frameGeometry();
+    const QRect r = m_pView->PlacementRect();
     m_app.SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, -1, -1, -1, -1,
                               -1, -1);
 }
@@ -288,7 +298,11 @@ void CMainFrame::OnAbout() {
 }
 
 void CMainFrame::OnSetup() {
-    // The options pages store their own values; after them the tray and priorities follow.
+    {
+        // The pages store their own values as they are accepted: the result tells nothing.
+        COptions sheet(m_app, this);
+        sheet.exec();
+    }
     if (m_app.bUseTaskbar) {
         InstallTrayIcon();
     } else {
@@ -301,6 +315,26 @@ void CMainFrame::OnInfo() {
     CServerInfoDlg dialog(this);
     dialog.Fill(m_app.m_pListenSocket.get());
     dialog.exec();
+}
+
+void CMainFrame::OnFileOpen() {
+    // A document holds nothing to read: opening a file only gives the window its name.
+    QFileDialog dialog(this, "Open");
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    dialog.setNameFilter("All Files (*)");
+    if (dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()) {
+        setWindowTitle("Quaylon - " + QFileInfo(dialog.selectedFiles().first()).fileName());
+    }
+}
+
+bool CMainFrame::event(QEvent* event) {
+    // Prompts replace the idle text in its own label, so the text never moves sideways.
+    if (event->type() == QEvent::StatusTip) {
+        const QString tip = static_cast<QStatusTipEvent*>(event)->tip();
+        m_pIdleText->setText(tip.isEmpty() ? QString(kIdleText) : tip);
+        return true;
+    }
+    return QMainWindow::event(event);
 }
 
 void CMainFrame::OnMusic() {

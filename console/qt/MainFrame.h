@@ -39,13 +39,18 @@ class CMainFrame : public QMainWindow {
     void OnTrayClose();
     QMenu* TrayMenu() const { return m_pTrayMenu; }
 
-    // The end of the user's session: rows to the log, the restart entry, the window's place.
+    // The session manager asks whether the session may end: the rows go to the log. The session
+    // may still go on, so nothing else happens yet.
+    void OnQueryEndSession();
+    bool EndSessionAsked() const { return m_bEndSessionAsked; }
+    // The session really ends: the restart entry and the window's place.
     void OnEndSession();
 
     void OnAbout();
     void OnSetup();
     void OnInfo();
     void OnMusic();
+    void OnFileOpen();
     CAbout* About() const { return m_pAbout; }
     bool Ended() const { return m_bEnded; }
 
@@ -65,8 +70,10 @@ class CMainFrame : public QMainWindow {
     QAction* m_pCheckVersion;
     QAction* m_pResetColumns;
     QAction* m_pMusicAction;
+    QAction* m_pFileOpen;
 
   protected:
+    bool event(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -88,4 +95,5 @@ class CMainFrame : public QMainWindow {
     std::unique_ptr<MidiPlayer> m_pPlayer;
     std::unique_ptr<CMusic> m_pMusic;
     bool m_bEnded = false;
+    bool m_bEndSessionAsked = false;
 };

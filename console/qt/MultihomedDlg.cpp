@@ -6,9 +6,11 @@
 #include <QListWidget>
 #include <QVBoxLayout>
 
+#include "console/qt/DialogFrame.h"
+
 CMultihomedDlg::CMultihomedDlg(const std::vector<std::string>* pAddresses, QWidget* parent)
     : QDialog(parent), m_pAddresses(pAddresses) {
-    setWindowTitle("Multihomed Host - Please select Servers Host Address");
+    UseDialogFrame(this, "Multihomed Host - Please select Servers Host Address", true);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(new QLabel("This host has several addresses. Serve on:", this));
     m_pList = new QListWidget(this);

@@ -1,14 +1,20 @@
 #include "console/qt/NewView.h"
 
 #include <algorithm>
-#include <iterator>
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QHeaderView>
+#include <QHelpEvent>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QPainter>
 #include <QResizeEvent>
+#include <QScreen>
+#include <QToolTip>
 
 #include "console/StatusBarGeometry.h"
+#include "console/WindowPlacement.h"
 #include "console/qt/AlertBox.h"
 #include "server/ServerApp.h"
 
@@ -16,7 +22,8 @@ void ClientRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
                               const QModelIndex& index) const {
     const QRect cell = option.rect;
     painter->save();
-    painter->fillRect(cell, option.palette.color(QPalette::Base));
+    const bool bSelected = (option.state & QStyle::State_Selected) != 0;
+    painter->fillRect(cell, option.palette.color(bSelected ? QPalette::Highlight : QPalette::Base));
     const QString text = index.data(Qt::DisplayRole).toString();
     const StatusBarGeometry bar = index.column() == CClientListModel::kStatus
                                       ? StatusBarFor(text.toStdString(), m_bUseGraphic, cell.left(),
@@ -34,12 +41,32 @@ void ClientRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
                               QColor(0, 0, 255));
         }
     } else {
-        painter->setPen(index.data(Qt::ForegroundRole).value<QColor>());
-        const QRect textRect = cell.adjusted(3, 0, -3, 0);
+        painter->setPen(bSelected ? option.palette.color(QPalette::HighlightedText)
+                                  : index.data(Qt::ForegroundRole).value<QColor>());
+        const QRect textRect = TextRect(cell);
         painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter,
                           option.fontMetrics.elidedText(text, Qt::ElideRight, textRect.width()));
     }
     painter->restore();
+}
+
+QRect ClientRowDelegate::TextRect(const QRect& cell) {
+    return cell.adjusted(3, 0, -3, 0);
+}
+
+bool ClientRowDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
+                                  const QStyleOptionViewItem& option, const QModelIndex& index) {
+    if (event->type() != QEvent::ToolTip) {
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    }
+    // Only a cut text needs its whole self shown.
+    const QString text = index.data(Qt::DisplayRole).toString();
+    if (option.fontMetrics.horizontalAdvance(text) > TextRect(option.rect).width()) {
+        QToolTip::showText(event->globalPos(), text, view, option.rect);
+    } else {
+        QToolTip::hideText();
+    }
+    return true;
 }
 
 CNewView::CNewView(CServerApp& app, QWidget* parent)
@@ -51,7 +78,8 @@ CNewView::CNewView(CServerApp& app, QWidget* parent)
     setRootIsDecorated(false);
     setItemsExpandable(false);
     setUniformRowHeights(true);
-    setSelectionMode(QAbstractItemView::NoSelection);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
     setFocusPolicy(Qt::StrongFocus);
     setAllColumnsShowFocus(false);
     setModel(&m_itemModel);
@@ -80,18 +108,20 @@ void CNewView::OnInitialUpdate() {
     const int found = m_app.LoadWindowPlacement(rect, &bMinimized, &widths[0], &widths[1],
                                                 &widths[2], &widths[3], &widths[4], &widths[5]);
     if (found && !bMinimized && rect[1] < 2900 && rect[0] < 2900) {
-        QWidget* frame = window();
-        frame->move(rect[0], rect[1]);
-        frame->resize(rect[2] - rect[0], rect[3] - rect[1]);
+        std::vector<ScreenRect> screens;
+        for (const QScreen* screen : QGuiApplication::screens()) {
+            const QRect area = screen->availableGeometry();
+            screens.push_back({area.left(), area.top(), area.right() + 1, area.bottom() + 1});
+        }
+        const ScreenRect placed = PlaceOnScreens({rect[0], rect[1], rect[2], rect[3]}, screens);
+        window()->setGeometry(placed.left, placed.top, placed.Width(), placed.Height());
     }
     if (bDone) {
         return;
     }
     bDone = true;
-    const bool bDefaults =
-        std::equal(std::begin(widths), std::end(widths), std::begin(CSettings::kDefaultWidths));
     for (int column = 0; column < CClientListModel::kColumns; ++column) {
-        setColumnWidth(column, bDefaults ? DefaultWidth(column) : widths[column]);
+        setColumnWidth(column, widths[column]);
     }
     m_timer.start();
     m_model.AddBannerRow();
@@ -99,9 +129,13 @@ void CNewView::OnInitialUpdate() {
     StretchLastColumn();
 }
 
+QRect CNewView::PlacementRect() const {
+    // The rectangle inside the frame: what setGeometry restores, on every window manager alike.
+    return window()->normalGeometry();
+}
+
 void CNewView::OnDestroy() {
-    const QWidget* frame = window();
-    const QRect r = frame->frameGeometry();
+    const QRect r = PlacementRect();
     m_app.SaveWindowPlacement(r.left(), r.top(), r.right() + 1, r.bottom() + 1, 0, columnWidth(0),
                               columnWidth(1), columnWidth(2), columnWidth(3), columnWidth(4),
                               columnWidth(5));
@@ -123,22 +157,37 @@ void CNewView::OnCheckVersion() {
 
 void CNewView::OnResetColumns() {
     for (int column = 0; column < CClientListModel::kColumns; ++column) {
-        setColumnWidth(column, DefaultWidth(column));
+        setColumnWidth(column, CSettings::kDefaultWidths[column]);
     }
-}
-
-int CNewView::DefaultWidth(int column) const {
-    // The default widths were made for a font in which a time just fits the Start column; a
-    // wider font widens every column alike, so that times and figures are not cut.
-    const int timeWidth = fontMetrics().horizontalAdvance("28 Nov, 00:00:00") + 10;
-    const double scale =
-        std::max(1.0, timeWidth / double(CSettings::kDefaultWidths[CClientListModel::kStart]));
-    return static_cast<int>(CSettings::kDefaultWidths[column] * scale + 0.5);
+    StretchLastColumn();
 }
 
 void CNewView::OnTimer() {
     m_model.OnTimer();
     m_itemModel.FlushChanges();
+}
+
+QString CNewView::SelectedText() const {
+    QModelIndexList rows = selectionModel()->selectedRows();
+    std::sort(rows.begin(), rows.end());
+    QString text;
+    for (const QModelIndex& row : rows) {
+        QStringList cells;
+        for (int column = 0; column < CClientListModel::kColumns; ++column) {
+            cells << m_itemModel.index(row.row(), column).data(Qt::DisplayRole).toString();
+        }
+        text += cells.join('\t') + '\n';
+    }
+    return text;
+}
+
+void CNewView::keyPressEvent(QKeyEvent* event) {
+    if (event->matches(QKeySequence::Copy)) {
+        // One line per row, its cells between tabs, as a spreadsheet takes them.
+        QGuiApplication::clipboard()->setText(SelectedText());
+        return;
+    }
+    QTreeView::keyPressEvent(event);
 }
 
 void CNewView::resizeEvent(QResizeEvent* event) {

@@ -20,6 +20,11 @@ class ClientRowDelegate : public QStyledItemDelegate {
         : QStyledItemDelegate(parent), m_bUseGraphic(bUseGraphic) {}
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override;
+    // A cell whose text is cut shows the whole text as a tool tip.
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override;
+    // Where a cell's text goes.
+    static QRect TextRect(const QRect& cell);
 
   private:
     const bool& m_bUseGraphic;
@@ -39,6 +44,8 @@ class CNewView : public QTreeView {
     void OnInitialUpdate();
     // The frame's window is going: the widths are stored with the frame's rectangle.
     void OnDestroy();
+    // The frame's rectangle as it is stored and restored.
+    QRect PlacementRect() const;
     // The operator is back at the program: an alert box goes.
     void OnActivateView();
 
@@ -46,8 +53,8 @@ class CNewView : public QTreeView {
     void OnUseGraphic();
     void OnCheckVersion();
     void OnResetColumns();
-    // A default width, widened for fonts wider than the one it was made for.
-    int DefaultWidth(int column) const;
+    // The selected rows as text, a line each, cells between tabs; Ctrl+C copies it.
+    QString SelectedText() const;
     bool UseGraphic() const { return m_bUseGraphic; }
 
     // One tick of the timer: idle work, housekeeping, priorities.
@@ -59,6 +66,7 @@ class CNewView : public QTreeView {
     bool TimerActive() const { return m_timer.isActive(); }
 
   protected:
+    void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
   private:

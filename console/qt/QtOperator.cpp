@@ -17,6 +17,12 @@ void QtOperator::ShowMessage(const std::string& text, BoxIcon icon) {
     box.exec();
 }
 
+bool QtOperator::AskYesNo(const std::string& text) {
+    QMessageBox box(QMessageBox::Question, "Quaylon", QString::fromStdString(text),
+                    QMessageBox::Yes | QMessageBox::No, m_pParent);
+    return box.exec() == QMessageBox::Yes;
+}
+
 Operator::MultihomedChoice QtOperator::ChooseAddress(const std::vector<std::string>& addresses,
                                                      bool bDontShowAgain) {
     CMultihomedDlg dialog(&addresses, m_pParent);

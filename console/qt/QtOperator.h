@@ -14,6 +14,7 @@ class QtOperator : public Operator {
     void SetParent(QWidget* parent) { m_pParent = parent; }
 
     void ShowMessage(const std::string& text, BoxIcon icon) override;
+    bool AskYesNo(const std::string& text) override;
     MultihomedChoice ChooseAddress(const std::vector<std::string>& addresses,
                                    bool bDontShowAgain) override;
     std::optional<std::string> AskListenAddress() override;

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "console/qt/DialogFrame.h"
 #include "server/ListenSocket.h"
 
 namespace {
@@ -17,7 +18,7 @@ constexpr int kMaxUdp = 65507;
 }  // namespace
 
 CServerInfoDlg::CServerInfoDlg(QWidget* parent) : QDialog(parent) {
-    setWindowTitle("Local Server Info");
+    UseDialogFrame(this, "Local Server Info", true);
 }
 
 void CServerInfoDlg::Fill(const CListenSocket* pListener) {

@@ -17,12 +17,18 @@
 #include "support/TestDoubles.h"
 #include "support/TftpPeer.h"
 
-// The operator at the window, except that message boxes are noted instead of waiting for a
-// click: the decision boxes and dialogs stay the real ones.
+// The operator at the window, except that message boxes and questions are noted (and answered)
+// instead of waiting for a click: the decision boxes and dialogs stay the real ones.
 class RecordingOperator : public QtOperator {
   public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
+    bool AskYesNo(const std::string& text) override {
+        questions.push_back(text);
+        return bYes;
+    }
     std::vector<std::string> messages;
+    std::vector<std::string> questions;
+    bool bYes = false;  // the answer to every question
 };
 
 // The real server on 127.0.0.1 on Qt's loop, with the real main window. The settings store,

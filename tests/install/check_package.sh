@@ -26,7 +26,7 @@ served=
 cleanup() {
     [ -n "$pid" ] && kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null
     [ -n "$served" ] && rm -f "$served/boot.img" "$served/upload.bin"
-    installed && apt-get purge -y quaylon >/dev/null 2>&1
+    installed && apt-get -o DPkg::Lock::Timeout=300 purge -y quaylon >/dev/null 2>&1
     [ "$had_user" = 0 ] && getent passwd quaylon >/dev/null && deluser --system quaylon >/dev/null 2>&1
     [ "$had_user" = 0 ] && getent group quaylon >/dev/null && delgroup --system quaylon >/dev/null 2>&1
     [ "$had_srv" = 0 ] && [ -d /srv/tftp ] && rmdir /srv/tftp 2>/dev/null
@@ -51,7 +51,7 @@ lintian --allow-root "$deb" >"$work/lintian.log" 2>&1
 cat "$work/lintian.log"
 grep -q '^E:' "$work/lintian.log" && die "lintian reports errors"
 
-apt-get install -y "$deb" >"$work/apt.log" 2>&1 || die "apt-get install: $(cat "$work/apt.log")"
+apt-get -o DPkg::Lock::Timeout=300 install -y "$deb" >"$work/apt.log" 2>&1 || die "apt-get install: $(cat "$work/apt.log")"
 getent passwd quaylon >/dev/null || die "no user quaylon"
 [ -d /srv/tftp ] || die "no /srv/tftp"
 [ -L /etc/systemd/system/multi-user.target.wants/quaylond.service ] || die "the service is not enabled"
@@ -101,7 +101,7 @@ grep -q "boot.img" "$state/Quaylon.log" || die "the rows did not reach the log"
 rm -f "$served/boot.img" "$served/upload.bin"
 
 files=$(dpkg-query -L quaylon | while read -r f; do [ -f "$f" ] && echo "$f"; done)
-apt-get purge -y quaylon >"$work/apt.log" 2>&1 || die "apt-get purge: $(cat "$work/apt.log")"
+apt-get -o DPkg::Lock::Timeout=300 purge -y quaylon >"$work/apt.log" 2>&1 || die "apt-get purge: $(cat "$work/apt.log")"
 installed && die "quaylon is still known to dpkg"
 [ "$had_srv" = 0 ] && [ -e /srv/tftp ] && die "left behind: /srv/tftp"
 for f in $files /var/lib/quaylon /etc/systemd/system/quaylond.service \

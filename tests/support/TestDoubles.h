@@ -24,6 +24,7 @@ class ManualClock : public Clock {
 class TestOperator : public Operator {
   public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
+    bool AskYesNo(const std::string&) override { return false; }
     MultihomedChoice ChooseAddress(const std::vector<std::string>&, bool) override { return {}; }
     std::optional<std::string> AskListenAddress() override { return std::nullopt; }
     void ShowDecisionBox(CDecisionBox& box) override { shownBoxes.push_back(&box); }
