@@ -22,8 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string address = FormatAddress(client);
 
     std::istringstream file(std::string(reinterpret_cast<const char*>(data) + 4, size - 4));
-    std::list<std::string> allow;
-    std::list<std::string> deny;
+    std::list<std::string> allow, deny;
     ReadRules(file, allow, deny);
     // Every rule read is matched, for what the sanitizers see; any answer is the file's to give.
     IsInList(deny, address.c_str());
@@ -31,8 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::ostringstream written;
     WriteRules(written, allow, deny);
     std::istringstream back(written.str());
-    std::list<std::string> allowBack;
-    std::list<std::string> denyBack;
+    std::list<std::string> allowBack, denyBack;
     Require(ReadRules(back, allowBack, denyBack) && back.peek() == EOF,
             "a written rule file reads to its end");
     Require(allowBack == allow && denyBack == deny,

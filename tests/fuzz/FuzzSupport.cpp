@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 namespace {
@@ -28,4 +29,13 @@ void ClearDirectory(const std::string& dir, const std::string& keep) {
             std::filesystem::remove_all(entry.path());
         }
     }
+}
+
+std::unique_ptr<CClientSocket> FuzzServer::Start(const std::string& request) {
+    auto socket = std::make_unique<CClientSocket>(h.app);
+    socket->m_PeerAddr = client.Address();
+    socket->m_LocalIp = "127.0.0.1";
+    std::memcpy(socket->m_pBuffer.data(), request.data(), request.size());
+    socket->StartRequest(static_cast<int>(request.size()));
+    return socket;
 }

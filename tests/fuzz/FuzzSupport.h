@@ -1,9 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
-// Ends the run with the broken property on the standard error the process started with, which
-// libFuzzer's -close_fd_mask=2 leaves open; libFuzzer keeps the input as a crash.
+#include "server/ClientSocket.h"
+#include "support/ServerHarness.h"
+
+// Names the broken property on the standard error that -close_fd_mask=2 leaves, then aborts.
 [[noreturn]] void FuzzFail(const char* property);
 
 inline void Require(bool bHolds, const char* property) {
@@ -17,3 +20,13 @@ std::string ScratchParent();
 
 // Removes every entry of dir except the one named keep.
 void ClearDirectory(const std::string& dir, const std::string& keep = "");
+
+// The server core, never started, and the peer that its client sockets answer.
+struct FuzzServer {
+    // A client socket on its first datagram, handed over as CListenSocket::NewClient hands it:
+    // the request is parsed, its options negotiated and its file opened.
+    std::unique_ptr<CClientSocket> Start(const std::string& request);
+
+    ServerHarness h;
+    TftpPeer client{nullptr};
+};

@@ -1,6 +1,5 @@
-// Any bytes as the settings store: the settings and the window placement are loaded from it and
-// the settings saved back in its place. The save must keep what was loaded, and a store that
-// could not be read must be set aside byte for byte.
+// Any bytes as the settings store, loaded and saved back: the save keeps what was loaded, and a
+// store that could not be read is set aside byte for byte.
 #include <cstdint>
 #include <string>
 

@@ -1,8 +1,6 @@
-// A read and a write under way, each on a client socket of its own, and the datagrams a client
-// sends them, handed over as CClientSocket::OnReceive hands them. The first byte shapes both
-// transfers; then each datagram is one byte (high bit: to the read; low seven bits: length) and
-// that many bytes, a length of 0 standing for a time-out of that transfer. Every DATA must carry
-// its block of the file, every ACK a block stored, and an upload must end whole or as nothing.
+// A read and a write on client sockets of their own, fed as OnReceive feeds them. The first byte
+// shapes both; then each datagram is a byte (high bit: to the read; the rest: length, 0 for a
+// time-out) and that many bytes. DATA must carry its block, ACK a stored one, an upload end whole.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -11,14 +9,9 @@
 #include <memory>
 
 #include "fuzz/FuzzSupport.h"
-#include "server/ClientSocket.h"
-#include "support/ServerHarness.h"
 
 namespace {
 
-constexpr std::uint16_t kData = 3;
-constexpr std::uint16_t kAck = 4;
-constexpr std::uint16_t kError = 5;
 // As many as CListenSocket::Housekeeping allows before it gives a client up.
 constexpr int kMaxRetries = 5;
 
@@ -34,56 +27,12 @@ std::string Content(std::size_t size) {
     return content.substr(0, size);
 }
 
-// A text on the wire in netascii: CR LF for LF, CR NUL for a bare CR (RFC 764).
-std::string Netascii(const std::string& text) {
-    std::string wire;
-    for (char c : text) {
-        wire += c == '\n'   ? std::string("\r\n")
-                : c == '\r' ? std::string("\r\0", 2)
-                            : std::string(1, c);
-    }
-    return wire;
-}
-
-struct Fixture {
+struct Fixture : FuzzServer {
     Fixture() {
         for (std::size_t size : kFileSizes) {
             WriteFile(h.out / ("f" + std::to_string(size)), Content(size));
         }
     }
-    ServerHarness h;
-    TftpPeer client{nullptr};
-};
-
-std::unique_ptr<CClientSocket> StartTransfer(Fixture& f, const std::string& request) {
-    auto socket = std::make_unique<CClientSocket>(f.h.app);
-    socket->m_PeerAddr = f.client.Address();
-    socket->m_LocalIp = "127.0.0.1";
-    std::memcpy(socket->m_pBuffer.data(), request.data(), request.size());
-    socket->StartRequest(static_cast<int>(request.size()));
-    Require(socket->m_bActive == 1, "a request for a file that is there starts its transfer");
-    return socket;
-}
-
-// What the client has sent of the upload by RFC 1350's rules: block n+1 follows block n, the
-// first short block is the last, and an ERROR before it abandons the upload.
-struct Upload {
-    void Feed(const std::string& packet, std::size_t blockSize) {
-        if (bDone || bAbandoned) {
-            return;
-        }
-        if (tftp::Opcode(packet) == kError) {
-            bAbandoned = true;
-        } else if (tftp::Opcode(packet) == kData && tftp::Number(packet) == next) {
-            content += packet.substr(4);
-            ++next;
-            bDone = packet.size() - 4 < blockSize;
-        }
-    }
-    std::uint16_t next = 1;
-    bool bDone = false;
-    bool bAbandoned = false;
-    std::string content;
 };
 
 }  // namespace
@@ -106,31 +55,38 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::string mode = bNetascii ? "netascii" : "octet";
 
-    std::unique_ptr<CClientSocket> sockets[2] = {
-        StartTransfer(f, tftp::Wrq("up", mode, options)),
-        StartTransfer(f, tftp::Rrq("f" + std::to_string(fileSize), mode, options))};
-    CClientSocket& writer = *sockets[0];
-    CClientSocket& reader = *sockets[1];
-    const std::uint16_t writePort = writer.LocalPort();
-    const std::uint16_t readPort = reader.LocalPort();
-    const auto readBlock = static_cast<std::size_t>(reader.m_nBlockSize);
-    const auto writeBlock = static_cast<std::size_t>(writer.m_nBlockSize);
+    auto writer = f.Start(tftp::Wrq("up", mode, options));
+    auto reader = f.Start(tftp::Rrq("f" + std::to_string(fileSize), mode, options));
+    Require(writer->m_bActive == 1 && reader->m_bActive == 1,
+            "a request for a file that is there starts its transfer");
+    const std::uint16_t writePort = writer->LocalPort();
+    const std::uint16_t readPort = reader->LocalPort();
+    const auto readBlock = static_cast<std::size_t>(reader->m_nBlockSize);
+    const auto writeBlock = static_cast<std::size_t>(writer->m_nBlockSize);
     const std::string content = Content(fileSize);
-    const std::string wire = bNetascii ? Netascii(content) : content;
-    Upload upload;
+    std::string wire = content;
+    if (bNetascii) {
+        wire.resize(2 * content.size());
+        wire.resize(bench::NetasciiEncoder(content).Fill(wire.data(), wire.size()));
+    }
+    // What the client has sent of the upload by RFC 1350's rules: block n+1 follows block n, the
+    // first short block is the last, and an ERROR before it abandons the upload.
+    std::uint16_t next = 1;
+    bool bDone = false, bAbandoned = false;
+    std::string uploaded;
 
     const auto checkReplies = [&] {
         while (const auto reply = f.client.Receive(0)) {
             const std::string& packet = *reply;
             const std::uint16_t from = f.client.LastSenderPort();
             const std::uint16_t block = tftp::Number(packet);
-            if (from == readPort && tftp::Opcode(packet) == kData) {
+            if (from == readPort && tftp::Opcode(packet) == bench::kData) {
                 const std::size_t at = (block - 1u) * readBlock;
                 Require(packet.size() >= 4 && block >= 1 && at <= wire.size() &&
                             packet.compare(4, std::string::npos, wire, at, readBlock) == 0,
                         "a DATA carries its block of the file");
-            } else if (from == writePort && tftp::Opcode(packet) == kAck) {
-                Require(block < upload.next, "an ACK names a block that is stored");
+            } else if (from == writePort && tftp::Opcode(packet) == bench::kAck) {
+                Require(block < next, "an ACK names a block that is stored");
             }
         }
     };
@@ -141,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::size_t length = std::min<std::size_t>(data[pos] & 0x7F, size - pos - 1);
         const std::string packet(reinterpret_cast<const char*>(data) + pos + 1, length);
         pos += 1 + length;
-        CClientSocket& socket = bToReader ? reader : writer;
+        CClientSocket& socket = bToReader ? *reader : *writer;
         // The receive fails for a datagram longer than this, and OnReceive drops one below 4.
         const std::size_t longest =
             std::min(static_cast<std::size_t>(socket.m_nBlockSize) + 4, socket.m_pBuffer.size());
@@ -158,21 +114,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 socket.HandleAck();
             } else {
                 socket.HandleData();
-                upload.Feed(packet, writeBlock);
+                const bool bOpen = !bDone && !bAbandoned;
+                bAbandoned |= bOpen && tftp::Opcode(packet) == bench::kError;
+                if (bOpen && tftp::Opcode(packet) == bench::kData && tftp::Number(packet) == next) {
+                    uploaded += packet.substr(4);
+                    ++next;
+                    bDone = packet.size() - 4 < writeBlock;
+                }
             }
         }
         checkReplies();
     }
 
     // The tick retires both clients.
-    sockets[0].reset();
-    sockets[1].reset();
+    writer.reset();
+    reader.reset();
     const std::string up = f.h.in / "up";
     const auto entries = std::distance(std::filesystem::directory_iterator(f.h.in.Path()), {});
-    Require(entries == (upload.bDone ? 1 : 0) && FileExists(up) == upload.bDone,
+    Require(entries == (bDone ? 1 : 0) && FileExists(up) == bDone,
             "an upload leaves its whole file or nothing");
     // Netascii's line ends are the server's to translate.
-    Require(!upload.bDone || bNetascii || ReadFile(up) == upload.content,
+    Require(!bDone || bNetascii || ReadFile(up) == uploaded,
             "a finished upload holds its blocks in order");
     ClearDirectory(f.h.in.Path());
     return 0;

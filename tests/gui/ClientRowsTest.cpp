@@ -43,7 +43,7 @@ int Inked(const QImage& image, const QRect& area, const QColor& ink) {
 
 }  // namespace
 
-TEST(ClientRows, RowsTurnFromBlueToPlainRedOrYellowAsTheirClientsEndAndTheOldestLeaveAtTheLimit) {
+TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShowsAsBarOrText) {
     GuiServer s;
     ASSERT_TRUE(s.Start());
     ClientListItemModel& m = s.Model();
@@ -100,46 +100,21 @@ TEST(ClientRows, RowsTurnFromBlueToPlainRedOrYellowAsTheirClientsEndAndTheOldest
     EXPECT_EQ(watch.inserted - inserted, 12);
     EXPECT_EQ(watch.removed - removed, 9);
     EXPECT_EQ(watch.resets, 0);
-}
 
-TEST(ProgressBar, GeometryFollowsThePercentageAndTheCellWidth) {
-    // 0 % draws as 1 %: on a cell of 406 the bar ends 4 pixels past x - 1.
-    StatusBarGeometry g = StatusBarFor("%0, 0", true, 100, 406, 10, 26);
-    ASSERT_TRUE(g.bDrawn && g.bHasBar);
-    EXPECT_EQ(g.frame.right, 504);
-    EXPECT_EQ(g.bar.right, 103);
-    EXPECT_EQ(g.bar.top, 11);
-    EXPECT_EQ(g.bar.bottom, 25);
-
-    // All three digits of 100 count, and no more; (35 - 6) * 0.01 * 100 is cut just below 29.
-    EXPECT_EQ(StatusPercent("%1000"), 100);
-    EXPECT_EQ(StatusBarFor("%100, 1000", true, 0, 35, 0, 18).bar.right, 27);
-
-    // A cell too narrow for a bar still gets its frame.
-    g = StatusBarFor("%100, 10", true, 40, 6, 0, 18);
-    EXPECT_TRUE(g.bDrawn);
-    EXPECT_FALSE(g.bHasBar);
-    EXPECT_EQ(g.frame.right, 44);
-
-    EXPECT_FALSE(StatusBarFor("Retrying", true, 0, 80, 0, 18).bDrawn);
-}
-
-TEST(ProgressBar, TheViewPaintsARedFrameAndABlueBarUnderUseGraphicAndTextOtherwise) {
-    GuiServer s;
-    ASSERT_TRUE(s.Start());
+    // Under Use Graphic the view paints a red frame and a blue bar, otherwise blue text.
     CNewView& view = s.View();
     view.setColumnWidth(Col::kStatus, 106);
-    s.NewClient(5, "127.0.0.1");
+    s.NewClient(13, "127.0.0.1");
     s.app.m_Status.nPosition = 500;
     s.app.m_Status.nTotal = 1000;
-    s.app.NotifyView(STATUS_PROGRESS, 5);
-    ASSERT_EQ(Cell(s.Model(), 0, Col::kStatus), "%50, 500");
+    s.app.NotifyView(STATUS_PROGRESS, 13);
+    ASSERT_EQ(Cell(m, 5, Col::kStatus), "%50, 500");
 
     s.frame->m_pUseGraphic->trigger();
     ASSERT_TRUE(view.UseGraphic());
     s.Pump();
     QImage shot = view.viewport()->grab().toImage();
-    const QRect cell = view.visualRect(s.Model().index(0, Col::kStatus));
+    const QRect cell = view.visualRect(m.index(5, Col::kStatus));
     const int x = cell.left();
     const int mid = cell.center().y();
     const auto at = [&shot](int px, int py) { return QColor(shot.pixel(px, py)); };
@@ -162,4 +137,26 @@ TEST(ProgressBar, TheViewPaintsARedFrameAndABlueBarUnderUseGraphicAndTextOtherwi
     const int inked = Inked(shot, cell, QColor(Qt::blue));
     EXPECT_GT(inked, 0);
     EXPECT_LT(inked, 47 * (cell.height() - 2) / 2) << "text, not a bar";
+}
+
+TEST(ProgressBar, GeometryFollowsThePercentageAndTheCellWidth) {
+    // 0 % draws as 1 %: on a cell of 406 the bar ends 4 pixels past x - 1.
+    StatusBarGeometry g = StatusBarFor("%0, 0", true, 100, 406, 10, 26);
+    ASSERT_TRUE(g.bDrawn && g.bHasBar);
+    EXPECT_EQ(g.frame.right, 504);
+    EXPECT_EQ(g.bar.right, 103);
+    EXPECT_EQ(g.bar.top, 11);
+    EXPECT_EQ(g.bar.bottom, 25);
+
+    // All three digits of 100 count, and no more; (35 - 6) * 0.01 * 100 is cut just below 29.
+    EXPECT_EQ(StatusPercent("%1000"), 100);
+    EXPECT_EQ(StatusBarFor("%100, 1000", true, 0, 35, 0, 18).bar.right, 27);
+
+    // A cell too narrow for a bar still gets its frame.
+    g = StatusBarFor("%100, 10", true, 40, 6, 0, 18);
+    EXPECT_TRUE(g.bDrawn);
+    EXPECT_FALSE(g.bHasBar);
+    EXPECT_EQ(g.frame.right, 44);
+
+    EXPECT_FALSE(StatusBarFor("Retrying", true, 0, 80, 0, 18).bDrawn);
 }

@@ -6,16 +6,6 @@
 #include <QDeadlineTimer>
 #include <QTimer>
 
-GuiServer::GuiServer() : port(FreeUdpPort()), app(loop, op, clock) {
-    app.m_ConfigDir = config.Path();
-    app.m_BindAddress = "127.0.0.1";
-    app.Port = std::to_string(port);
-    app.m_bPortArg = 1;  // as --port: the store's empty value must not replace it
-    app.InPath = in.Dir();
-    app.OutPath = out.Dir();
-    app.LogFile = logDir / "Quaylon.log";
-}
-
 GuiServer::~GuiServer() {
     frame.reset();
     Pump();
@@ -26,8 +16,7 @@ GuiServer::~GuiServer() {
 }
 
 bool GuiServer::Start() {
-    const char* argv[] = {"/usr/local/bin/quaylon-gui-test"};
-    if (!app.InitInstance(1, argv)) {
+    if (!Init()) {
         return false;
     }
     frame = std::make_unique<CMainFrame>(app, op);
@@ -40,21 +29,6 @@ bool GuiServer::Start() {
 void GuiServer::Pump() {
     QCoreApplication::processEvents(QEventLoop::AllEvents);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-std::unique_ptr<TftpPeer> GuiServer::NewPeer(const std::string& address) {
-    return std::make_unique<TftpPeer>([this] { Pump(); }, address);
-}
-
-std::unique_ptr<TftpPeer> GuiServer::HangingRead() {
-    WriteFile(out / "hang.bin", PatternBytes(5000));
-    auto peer = NewPeer();
-    return peer->Exchange(port, tftp::Rrq("hang.bin")) ? std::move(peer) : nullptr;
-}
-
-void GuiServer::NewClient(std::uint32_t serial, const std::string& text) {
-    app.m_Status.text = text;
-    app.NotifyView(STATUS_NEW_CLIENT, static_cast<std::int32_t>(serial));
 }
 
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs) {

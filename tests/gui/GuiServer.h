@@ -11,14 +11,10 @@
 #include "console/qt/NewView.h"
 #include "console/qt/QtEventLoop.h"
 #include "console/qt/QtOperator.h"
-#include "server/ServerApp.h"
 #include "support/ServerHarness.h"
-#include "support/TempDir.h"
-#include "support/TestDoubles.h"
-#include "support/TftpPeer.h"
 
-// The operator at the window, except that message boxes and questions are noted (and answered)
-// instead of waiting for a click: the decision boxes and dialogs stay the real ones.
+// The window's operator, but message boxes and questions are noted (and answered) instead of
+// waiting for a click.
 class RecordingOperator : public QtOperator {
   public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
@@ -31,32 +27,29 @@ class RecordingOperator : public QtOperator {
     bool bYes = false;  // the answer to every question
 };
 
-// The real server on 127.0.0.1 on Qt's loop, with the real main window. The settings store,
-// the log and both directories are temporary; the clock moves by hand.
-class GuiServer {
-  public:
-    GuiServer();
-    ~GuiServer();
+// Constructed ahead of the server that runs on them.
+struct QtParts {
+    QtEventLoop loop;
+    RecordingOperator op;
+};
 
-    // InitInstance, then the main window, shown.
+// The in-process server on Qt's loop, with the real main window.
+class GuiServer : public QtParts, public InProcessServer {
+  public:
+    GuiServer() : InProcessServer(loop, op) {}
+    ~GuiServer() override;
+
+    // Init, then the main window, shown.
     bool Start();
     // Runs what Qt has ready, deferred deletions included.
-    void Pump();
-    std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1");
-    // A read that has had its first block and will never acknowledge it.
-    std::unique_ptr<TftpPeer> HangingRead();
-    // A new row through the road the server core uses.
-    void NewClient(std::uint32_t serial, const std::string& text);
+    void Pump() override;
+    void NewClient(std::int32_t serial, const std::string& text) {
+        Notify(STATUS_NEW_CLIENT, serial, text);
+    }
 
     CNewView& View() const { return *frame->View(); }
     ClientListItemModel& Model() const { return frame->View()->ItemModel(); }
 
-    std::uint16_t port;
-    TempDir config, in, out, logDir;
-    QtEventLoop loop;
-    RecordingOperator op;
-    ManualClock clock;
-    CServerApp app;
     std::unique_ptr<CMainFrame> frame;
 };
 

@@ -33,7 +33,7 @@ QPushButton* DecisionButton(const QString& text) {
 
 }  // namespace
 
-TEST(MainFrame, CommandsFollowServingTheTitleFollowsThePortAndAboutOpensOnce) {
+TEST(MainFrame, CommandsDecisionsTitleAboutAlertBoxAndTrayIconFallbackShowAndClose) {
     GuiServer s;
     ASSERT_TRUE(s.Start());
     CMainFrame& f = *s.frame;
@@ -61,6 +61,7 @@ TEST(MainFrame, CommandsFollowServingTheTitleFollowsThePortAndAboutOpensOnce) {
     s.app.Port = std::to_string(second);
     s.app.PortChanged();
     EXPECT_EQ(f.windowTitle(), QString("Quaylon - 127.0.0.1.%1").arg(second));
+    s.port = second;
 
     // About opens on the version page; a second command neither makes another sheet nor turns
     // this one's page.
@@ -73,11 +74,37 @@ TEST(MainFrame, CommandsFollowServingTheTitleFollowsThePortAndAboutOpensOnce) {
     f.m_pAboutAction->trigger();
     EXPECT_EQ(f.About(), sheet.data());
     EXPECT_EQ(pages->currentIndex(), 0);
-}
 
-TEST(AlertBox, ShownWhileMinimisedWithTheOptionHiddenByAKeyAndDestroyedAtTheIdleTick) {
-    GuiServer s;
-    ASSERT_TRUE(s.Start());
+    // Keep Clients lets a hanging client carry on, Drop Clients cuts it.
+    f.m_pStartServing->trigger();
+    auto peer = s.HangingRead();
+    ASSERT_TRUE(peer);
+    // Stop with a client running asks; the answer closes the box.
+    const auto stopAndAnswer = [&](const QString& answer) {
+        f.m_pStopServing->trigger();
+        QPushButton* button = DecisionButton(answer);
+        ASSERT_NE(button, nullptr) << answer.toStdString();
+        button->click();
+        s.Pump();
+        EXPECT_EQ(DecisionButton(answer), nullptr) << "the box is gone";
+    };
+
+    stopAndAnswer("Keep Clients");
+    EXPECT_EQ(s.app.ClientCount(), 1);
+    const auto next = peer->Answer(tftp::Ack(1));
+    ASSERT_TRUE(next);
+    EXPECT_EQ(tftp::Number(*next), 2);
+
+    f.m_pStartServing->trigger();
+    ASSERT_EQ(s.app.m_bServing, 1);
+    stopAndAnswer("Drop Clients");
+    EXPECT_EQ(s.app.ClientCount(), 0);
+    EXPECT_TRUE(f.m_pStartServing->isEnabled()) << "serving has stopped";
+    peer->Reply(tftp::Ack(2));
+    EXPECT_FALSE(peer->Receive(100)) << "the dropped client gets nothing more";
+
+    // The alert box shows while minimised with the option on, a key hides it and the idle tick
+    // destroys it.
     s.app.bShowAlert = 1;
     s.NewClient(2, "10.0.0.2");
     EXPECT_EQ(s.View().AlertBox(), nullptr) << "the frame is on the screen";
@@ -107,42 +134,7 @@ TEST(AlertBox, ShownWhileMinimisedWithTheOptionHiddenByAKeyAndDestroyedAtTheIdle
     s.View().OnTimer();
     s.Pump();
     EXPECT_FALSE(box);
-}
 
-TEST(DecisionBoxes, KeepClientsLetsAHangingClientCarryOnAndDropClientsCutsIt) {
-    GuiServer s;
-    ASSERT_TRUE(s.Start());
-    auto peer = s.HangingRead();
-    ASSERT_TRUE(peer);
-    CMainFrame& f = *s.frame;
-    // Stop with a client running asks; the answer closes the box.
-    const auto stopAndAnswer = [&](const QString& answer) {
-        f.m_pStopServing->trigger();
-        QPushButton* button = DecisionButton(answer);
-        ASSERT_NE(button, nullptr) << answer.toStdString();
-        button->click();
-        s.Pump();
-        EXPECT_EQ(DecisionButton(answer), nullptr) << "the box is gone";
-    };
-
-    stopAndAnswer("Keep Clients");
-    EXPECT_EQ(s.app.ClientCount(), 1);
-    const auto next = peer->Answer(tftp::Ack(1));
-    ASSERT_TRUE(next);
-    EXPECT_EQ(tftp::Number(*next), 2);
-
-    f.m_pStartServing->trigger();
-    ASSERT_EQ(s.app.m_bServing, 1);
-    stopAndAnswer("Drop Clients");
-    EXPECT_EQ(s.app.ClientCount(), 0);
-    EXPECT_TRUE(f.m_pStartServing->isEnabled()) << "serving has stopped";
-    peer->Reply(tftp::Ack(2));
-    EXPECT_FALSE(peer->Receive(100)) << "the dropped client gets nothing more";
-}
-
-TEST(TrayIcon, FallbackShowAndClose) {
-    GuiServer s;
-    ASSERT_TRUE(s.Start());
     // Without a tray to sit in, the option turns itself off and the window stays.
     const bool bTray = QSystemTrayIcon::isSystemTrayAvailable();
     s.app.bUseTaskbar = 1;

@@ -35,12 +35,13 @@ int OpenFifo(const std::string& path) {
 }
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv, const TempDir& dir) {
-    // sh moves into dir and sets up the files, then becomes the program.
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, bool bPipe)
+    : m_bPipe(bPipe), m_reader(bPipe ? OpenFifo(home / "stdout") : -1) {
+    // sh moves into home and sets up the files, then becomes the program.
     std::vector<std::string> words{
         "sh", "-c",
         "export XDG_CONFIG_HOME=\"$0\" && cd \"$0\" && exec \"$@\" </dev/null >stdout 2>stderr",
-        dir.Path()};
+        home.Path()};
     words.insert(words.end(), argv.begin(), argv.end());
     std::vector<char*> pointers;
     for (std::string& word : words) {
@@ -53,6 +54,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const TempDir& 
 }
 
 ChildProcess::~ChildProcess() {
+    CloseStdout();
     Signal(SIGKILL);
     WaitExit();
 }
@@ -76,16 +78,7 @@ void ChildProcess::Signal(int sig) const {
     }
 }
 
-DaemonProcess::DaemonProcess(std::vector<std::string> args, bool bPipe)
-    : m_bPipe(bPipe),
-      m_reader(bPipe ? OpenFifo(home / "stdout") : -1),
-      m_child((args.insert(args.begin(), QUAYLOND_PATH), args), home) {}
-
-DaemonProcess::~DaemonProcess() {
-    CloseStdout();
-}
-
-std::string DaemonProcess::Stdout() {
+std::string ChildProcess::Stdout() {
     char buffer[4096];
     for (ssize_t n; m_reader >= 0 && (n = read(m_reader, buffer, sizeof buffer)) > 0;) {
         m_piped.append(buffer, static_cast<std::size_t>(n));
@@ -93,32 +86,26 @@ std::string DaemonProcess::Stdout() {
     return m_bPipe ? m_piped : ReadFile(home / "stdout");
 }
 
-void DaemonProcess::CloseStdout() {
+void ChildProcess::CloseStdout() {
     if (m_reader >= 0) {
         close(m_reader);
     }
     m_reader = -1;
 }
 
-bool DaemonProcess::WaitForStdout(const std::string& text, int timeoutMs) {
-    // A daemon that has ended writes no more.
-    PollUntil([&] { return Stdout().find(text) != std::string::npos || m_child.WaitExit(0); },
-              timeoutMs);
+bool ChildProcess::WaitForStdout(const std::string& text, int timeoutMs) {
+    // A program that has ended writes no more.
+    PollUntil([&] { return Stdout().find(text) != std::string::npos || WaitExit(0); }, timeoutMs);
     return Stdout().find(text) != std::string::npos;
 }
 
-int DaemonProcess::Stop() {
-    Signal(SIGTERM);
-    return m_child.WaitExit(10000).value_or(-1);
-}
-
-ServingDaemon::ServingDaemon(const ArgsFor& args, bool bPipe) {
+ServingDaemon::ServingDaemon(const ArgsFor& args, bool bPipe, const std::string& address) {
     // Another program may take the free port first; then again on another.
     for (int attempt = 0; attempt < 3 && !bServing; ++attempt) {
         port = FreeUdpPort();
         process = std::make_unique<DaemonProcess>(args ? args(*this) : Args(), bPipe);
-        bServing =
-            process->WaitForStdout("Quaylon serving on 127.0.0.1." + std::to_string(port) + "\n");
+        bServing = process->WaitForStdout("Quaylon serving on " + address + "." +
+                                          std::to_string(port) + "\n");
     }
 }
 
@@ -138,12 +125,11 @@ std::string ErrorFor(std::uint16_t port, const std::string& name, const std::str
 }
 
 ClientResult RunClient(const std::vector<std::string>& argv) {
-    TempDir dir;
     std::vector<std::string> timed{"timeout", "-k", "5", "60"};
     timed.insert(timed.end(), argv.begin(), argv.end());
-    ChildProcess child(timed, dir);
+    ChildProcess child(timed);
     const int status = child.WaitExit(75000).value_or(-1);
-    return {status, ReadFile(dir / "stdout"), ReadFile(dir / "stderr")};
+    return {status, child.Stdout(), child.Stderr()};
 }
 
 testing::AssertionResult FileHolds(const std::string& path, const std::string& expected) {

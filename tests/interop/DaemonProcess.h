@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -12,33 +13,22 @@
 
 #include "support/TempDir.h"
 
-// A program run in dir, which is also its XDG_CONFIG_HOME so that no run touches the user's
-// settings, with its output in dir/stdout and dir/stderr. Killed and reaped at the end.
+// A program run in home, also its XDG_CONFIG_HOME, with its output in home/stdout and stderr;
+// killed and reaped at the end. With bPipe stdout is a one-page FIFO read only when asked.
 class ChildProcess {
   public:
-    ChildProcess(const std::vector<std::string>& argv, const TempDir& dir);
+    explicit ChildProcess(const std::vector<std::string>& argv, bool bPipe = false);
     ~ChildProcess();
     // The exit status (128 + the signal's number if one ended it); nothing while it runs.
     std::optional<int> WaitExit(int timeoutMs = 5000);
     void Signal(int sig) const;
-
-  private:
-    pid_t m_pid = -1;
-    std::optional<int> m_status;
-};
-
-// quaylond run in home, where its log lands. With bPipe its standard output is a FIFO of one
-// page that is read only when Stdout() is asked, and whose reading end can be closed.
-class DaemonProcess {
-  public:
-    explicit DaemonProcess(std::vector<std::string> args, bool bPipe = false);
-    ~DaemonProcess();
+    // SIGTERM, then the exit status, or -1 if it is still running after ten seconds.
+    int Stop() {
+        Signal(SIGTERM);
+        return WaitExit(10000).value_or(-1);
+    }
     // Whether standard output holds the text within the time.
     bool WaitForStdout(const std::string& text, int timeoutMs = 5000);
-    std::optional<int> WaitExit() { return m_child.WaitExit(); }
-    void Signal(int sig) const { m_child.Signal(sig); }
-    // SIGTERM, then the exit status, or -1 if it is still running after ten seconds.
-    int Stop();
     std::string Stdout();
     // Reads the pipe empty and forgets what it held.
     void EmptyStdout() {
@@ -54,14 +44,23 @@ class DaemonProcess {
     bool m_bPipe;
     int m_reader;
     std::string m_piped;
-    ChildProcess m_child;
+    pid_t m_pid = -1;
+    std::optional<int> m_status;
 };
 
-// A daemon on 127.0.0.1 and a free port, started with args(*this) once port is set; without
-// them it serves out/ and receives into in/.
+// quaylond, run in home, where its log lands.
+class DaemonProcess : public ChildProcess {
+  public:
+    explicit DaemonProcess(std::vector<std::string> args, bool bPipe = false)
+        : ChildProcess((args.insert(args.begin(), QUAYLOND_PATH), args), bPipe) {}
+};
+
+// A daemon on a free port, started with args(*this) once port is set, that says it serves on
+// address; without args it serves out/ on 127.0.0.1 and receives into in/.
 struct ServingDaemon {
     using ArgsFor = std::function<std::vector<std::string>(const ServingDaemon&)>;
-    explicit ServingDaemon(const ArgsFor& args = {}, bool bPipe = false);
+    explicit ServingDaemon(const ArgsFor& args = {}, bool bPipe = false,
+                           const std::string& address = "127.0.0.1");
     std::vector<std::string> Args() const;
     std::string Url(const std::string& name) const;
 
@@ -76,23 +75,20 @@ struct ClientResult {
     std::string out, err;
 };
 
-// The text that the reply to a read of name from address carries past its header, up to a zero
-// byte, as an ERROR holds it; "" for no reply.
+// The error text of the reply to a read of name from address; "" for no reply.
 std::string ErrorFor(std::uint16_t port, const std::string& name,
                      const std::string& address = "127.0.0.1", int timeoutMs = 2000);
 
 // A client program run under timeout(1), so that a hung transfer ends as a failure.
 ClientResult RunClient(const std::vector<std::string>& argv);
 
-// The file holds the bytes, once it has their size: the server acknowledges a write's last block
-// before it closes the file. A mismatch names the sizes, never the bytes.
+// The file holds the bytes once it has their size: the last ACK may come before the close.
 testing::AssertionResult FileHolds(const std::string& path, const std::string& expected);
 
 // A client's get (bGet) or put between a name on the server and a local path.
 using Transfer =
     std::function<ClientResult(bool bGet, const std::string& remote, const std::string& local)>;
 
-// Files of 0, blksize - 1, blksize and blksize + 1 bytes and one of a few megabytes travel both
-// ways intact; the empty one is fetched only if bGetEmpty.
+// 0, blksize - 1, blksize, blksize + 1 and 3 MiB bytes travel both ways (0 is got if bGetEmpty).
 void ExpectRoundTrips(const ServingDaemon& d, std::size_t blksize, const Transfer& client,
                       bool bGetEmpty = true);

@@ -1,7 +1,6 @@
 #include "interop/LossyProxy.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -9,27 +8,19 @@
 #include <string>
 #include <vector>
 
-#include "bench/TftpWire.h"
+#include "support/TftpPeer.h"
 
 LossyProxy::LossyProxy(std::uint16_t serverPort)
-    : m_serverPort(serverPort), m_listen(bench::OpenLoopbackUdp()) {
-    sockaddr_in local{};
-    socklen_t length = sizeof local;
-    getsockname(m_listen, reinterpret_cast<sockaddr*>(&local), &length);
-    m_port = ntohs(local.sin_port);
-    pipe2(m_wake, O_CLOEXEC);
-    m_thread = std::thread([this] { Run(); });
-}
+    : m_serverPort(serverPort),
+      m_listen(bench::OpenLoopbackUdp()),
+      m_port(ntohs(BoundAddress(m_listen).sin_port)),
+      m_thread([this] { Run(); }) {}
 
 LossyProxy::~LossyProxy() {
-    write(m_wake[1], "x", 1);
+    m_bStop = true;
     m_thread.join();
-    for (const auto& [key, session] : m_sessions) {
-        close(session.fd);
-    }
+    close(m_session);
     close(m_listen);
-    close(m_wake[0]);
-    close(m_wake[1]);
 }
 
 void LossyProxy::Pass(int fd, const sockaddr_in& to, const std::string& bytes, Held& held) {
@@ -54,15 +45,11 @@ void LossyProxy::Pass(int fd, const sockaddr_in& to, const std::string& bytes, H
 
 void LossyProxy::Run() {
     std::vector<char> buffer(65536);
-    for (;;) {
-        std::vector<pollfd> fds{{m_wake[0], POLLIN, 0}, {m_listen, POLLIN, 0}};
-        std::vector<Session*> polled;
-        for (auto& [key, session] : m_sessions) {
-            fds.push_back({session.fd, POLLIN, 0});
-            polled.push_back(&session);
-        }
+    // Every pass ends within the poll's 20 ms, so the stop is seen.
+    while (!m_bStop) {
+        pollfd fds[2] = {{m_listen, POLLIN, 0}, {m_session, POLLIN, 0}};
         // A held datagram goes out on its own after a short quiet spell.
-        if (poll(fds.data(), fds.size(), 20) == 0) {
+        if (poll(fds, 2, 20) == 0) {
             for (Held* held : {&m_toServer, &m_toClient}) {
                 if (held->fd >= 0) {
                     bench::SendPacket(held->fd, held->to, held->bytes);
@@ -71,41 +58,34 @@ void LossyProxy::Run() {
             }
             continue;
         }
-        if (fds[0].revents != 0) {
-            return;
-        }
         sockaddr_in from{};
         socklen_t length = sizeof from;
-        if (fds[1].revents != 0) {
+        if (fds[0].revents != 0) {
             const ssize_t n = recvfrom(m_listen, buffer.data(), buffer.size(), 0,
                                        reinterpret_cast<sockaddr*>(&from), &length);
-            const std::uint64_t key =
-                (std::uint64_t{ntohl(from.sin_addr.s_addr)} << 16) | ntohs(from.sin_port);
-            auto it = m_sessions.find(key);
-            if (it == m_sessions.end()) {
-                it = m_sessions.emplace(key, Session{bench::OpenLoopbackUdp(), 0, from}).first;
+            if (from.sin_addr.s_addr != m_client.sin_addr.s_addr ||
+                from.sin_port != m_client.sin_port) {
+                close(m_session);
+                m_session = bench::OpenLoopbackUdp();
+                m_client = from;
+                m_serverTid = 0;
+                m_toServer.fd = m_toClient.fd = -1;
             }
-            const Session& session = it->second;
             // A request goes to the server's well-known port, also when it is a retry.
             const bool bRequest = n >= 2 && buffer[0] == 0 && (buffer[1] == 1 || buffer[1] == 2);
-            const std::uint16_t port =
-                session.serverTid != 0 && !bRequest ? session.serverTid : m_serverPort;
+            const std::uint16_t port = m_serverTid != 0 && !bRequest ? m_serverTid : m_serverPort;
             if (n >= 0) {
-                Pass(session.fd, *bench::Ipv4Address("127.0.0.1", port),
+                Pass(m_session, *bench::Ipv4Address("127.0.0.1", port),
                      std::string(buffer.data(), n), m_toServer);
             }
         }
-        for (std::size_t i = 0; i < polled.size(); ++i) {
-            Session& session = *polled[i];
-            if (fds[i + 2].revents == 0) {
-                continue;
-            }
-            length = sizeof from;
-            const ssize_t n = recvfrom(session.fd, buffer.data(), buffer.size(), 0,
+        length = sizeof from;
+        if (fds[1].revents != 0) {
+            const ssize_t n = recvfrom(m_session, buffer.data(), buffer.size(), 0,
                                        reinterpret_cast<sockaddr*>(&from), &length);
             if (n >= 0) {
-                session.serverTid = ntohs(from.sin_port);
-                Pass(m_listen, session.client, std::string(buffer.data(), n), m_toClient);
+                m_serverTid = ntohs(from.sin_port);
+                Pass(m_listen, m_client, std::string(buffer.data(), n), m_toClient);
             }
         }
     }

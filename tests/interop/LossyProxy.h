@@ -4,13 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <random>
+#include <string>
 #include <thread>
 
-// A UDP relay on 127.0.0.1 between TFTP clients and a server that drops 5%, duplicates 2% and
-// reorders 2% (holds back behind the next) of the datagrams each way, from a seeded generator.
-// Clients see the relay's one port as the server's, whatever port the server answers from.
+// A relay on 127.0.0.1 that drops 5%, duplicates 2% and holds back 2% of the datagrams each way,
+// seeded; its one port stands for the server's. A datagram from a new client ends the last one's.
 class LossyProxy {
   public:
     explicit LossyProxy(std::uint16_t serverPort);
@@ -23,11 +22,6 @@ class LossyProxy {
     int Dropped() const { return m_nDropped; }
 
   private:
-    struct Session {
-        int fd;                   // faces the server
-        std::uint16_t serverTid;  // the port the server answers from; 0 until it has
-        sockaddr_in client;
-    };
     struct Held {
         int fd = -1;
         sockaddr_in to{};
@@ -40,11 +34,13 @@ class LossyProxy {
 
     std::uint16_t m_serverPort;
     std::mt19937 m_random{1350};
-    int m_listen = -1;
-    int m_wake[2] = {-1, -1};
-    std::uint16_t m_port = 0;
-    std::map<std::uint64_t, Session> m_sessions;  // by client address and port
+    int m_listen;
+    std::uint16_t m_port;
+    int m_session = -1;  // faces the server for the client of the session
+    sockaddr_in m_client{};
+    std::uint16_t m_serverTid = 0;  // the port the server answers from; 0 until it has
     Held m_toServer, m_toClient;
     std::atomic<int> m_nDropped{0};
+    std::atomic<bool> m_bStop{false};
     std::thread m_thread;
 };

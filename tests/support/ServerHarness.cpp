@@ -1,38 +1,38 @@
 #include "support/ServerHarness.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 std::uint16_t FreeUdpPort() {
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local);
-    socklen_t len = sizeof local;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len);
+    const int fd = bench::OpenLoopbackUdp();
+    const std::uint16_t port = ntohs(BoundAddress(fd).sin_port);
     close(fd);
-    return ntohs(local.sin_port);
+    return port;
 }
 
-ServerHarness::ServerHarness() : port(FreeUdpPort()), app(loop, op, clock), model(app) {
+InProcessServer::InProcessServer(EventLoop& loop, Operator& op)
+    : port(FreeUdpPort()), app(loop, op, clock) {
     app.m_BindAddress = "127.0.0.1";
     app.m_ConfigDir = config.Path();
     app.Port = std::to_string(port);
-    app.m_bPortArg = 1;
+    app.m_bPortArg = 1;  // as --port: the store's empty value must not replace it
     app.InPath = in.Dir();
     app.OutPath = out.Dir();
-    app.LogFile.clear();
+    app.LogFile = config / "Quaylon.log";
 }
 
-ServerHarness::~ServerHarness() {
-    app.SetView(nullptr);
+bool InProcessServer::Init() {
+    const char* argv[] = {"/usr/local/bin/quaylon-test"};
+    return app.InitInstance(1, argv);
+}
+
+std::unique_ptr<TftpPeer> InProcessServer::HangingRead() {
+    WriteFile(out / "hang.bin", PatternBytes(5000));
+    auto peer = NewPeer();
+    return peer->Exchange(port, tftp::Rrq("hang.bin")) ? std::move(peer) : nullptr;
 }
 
 bool ServerHarness::Start() {
-    const char* argv[] = {"/usr/local/bin/quaylon-test"};
-    if (!app.InitInstance(1, argv)) {
+    if (!Init()) {
         return false;
     }
     app.SetView(&model);
@@ -43,8 +43,4 @@ bool ServerHarness::Start() {
 void ServerHarness::Pump() {
     while (loop.RunOnce(0) > 0) {
     }
-}
-
-std::unique_ptr<TftpPeer> ServerHarness::NewPeer(const std::string& address) {
-    return std::make_unique<TftpPeer>([this] { Pump(); }, address);
 }

@@ -14,17 +14,49 @@
 // A free UDP port on 127.0.0.1 at the moment of asking.
 std::uint16_t FreeUdpPort();
 
-// The server core in this process on 127.0.0.1, with the client list as its view, a fake
-// operator and a hand-moved clock. InPath and OutPath are temporary directories.
-class ServerHarness {
+// The server core in this process on 127.0.0.1, a free port and temporary directories.
+class InProcessServer {
   public:
-    ServerHarness();
-    ~ServerHarness();
+    InProcessServer(EventLoop& loop, Operator& op);
+    virtual ~InProcessServer() = default;
 
     // InitInstance; false if the server would not start.
-    bool Start();
+    bool Init();
     // Runs whatever the loop has ready, without blocking.
-    void Pump();
+    virtual void Pump() = 0;
+    std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1") {
+        return std::make_unique<TftpPeer>([this] { Pump(); }, address);
+    }
+    // A status message for a client's row through the road the server core uses.
+    void Notify(int status, std::int32_t serial, const std::string& text) {
+        app.m_Status.text = text;
+        app.NotifyView(status, serial);
+    }
+    // A peer whose read has had its first block and will never acknowledge it; null if the
+    // block did not come.
+    std::unique_ptr<TftpPeer> HangingRead();
+
+    std::uint16_t port;
+    TempDir in, out, config;
+    ManualClock clock;
+    CServerApp app;
+};
+
+// Constructed ahead of the server that runs on them.
+struct EpollParts {
+    EpollLoop loop;
+    TestOperator op;
+};
+
+// The in-process server on an epoll loop with the client list as its view and a fake operator.
+class ServerHarness : public EpollParts, public InProcessServer {
+  public:
+    ServerHarness() : InProcessServer(loop, op), model(app) {}
+    ~ServerHarness() override { app.SetView(nullptr); }
+
+    // Init, then the list as the view, with its banner row.
+    bool Start();
+    void Pump() override;
     // The 5000 ms tick, driven by hand.
     void Tick() { model.OnTimer(); }
     // Moves the clock past the default time-out, then ticks.
@@ -32,15 +64,6 @@ class ServerHarness {
         clock.Advance(31);
         Tick();
     }
-    std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1");
 
-    std::uint16_t port;
-    TempDir in;
-    TempDir out;
-    TempDir config;
-    EpollLoop loop;
-    TestOperator op;
-    ManualClock clock;
-    CServerApp app;
     CClientListModel model;
 };

@@ -9,6 +9,8 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "bench/TftpWire.h"
+
 TempDir::TempDir(const std::string& parent) {
     std::string templ = parent + "/quaylon-test-XXXXXX";
     if (mkdtemp(templ.data()) == nullptr) {
@@ -38,11 +40,5 @@ bool FileExists(const std::string& path) {
 }
 
 std::string PatternBytes(std::size_t size, unsigned seed) {
-    std::string bytes(size, '\0');
-    std::uint32_t state = seed * 2654435761u + 1;
-    for (char& b : bytes) {
-        state = state * 1664525u + 1013904223u;
-        b = static_cast<char>(state >> 24);
-    }
-    return bytes;
+    return bench::PatternBytes(size + seed).substr(seed);
 }

@@ -22,5 +22,5 @@ class TempDir {
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 bool FileExists(const std::string& path);
-// Deterministic bytes of every value, for round trips.
+// The load client's pattern, from a point that the seed sets, so seeds give different bytes.
 std::string PatternBytes(std::size_t size, unsigned seed = 1);

@@ -30,8 +30,8 @@ TEST(RuleFile, CountedStringsInAllThreePrefixForms) {
     }
 }
 
-TEST(RuleFile, SavedByteForByteAndReadBackEvenWhenCutShort) {
-    ServerHarness h;
+TEST_F(AddressGates, DenyBeforeAllowEmptyAllowListRefusesEverybodyAndTheFileKeepsTheRules) {
+    // The rules are saved byte for byte and read back even when cut short.
     h.app.ADData = h.config / "rules.dat";
     h.app.m_AllowList = {"192.168.1.*"};
     h.app.SaveRules();
@@ -58,9 +58,8 @@ TEST(RuleFile, SavedByteForByteAndReadBackEvenWhenCutShort) {
     h.app.ADData = h.config / "none.dat";
     h.app.LoadRules();
     EXPECT_EQ(h.app.bAllow + h.app.bDeny, 0u);
-}
 
-TEST_F(AddressGates, DenyBeforeAllowAndEmptyAllowListRefusesEverybody) {
+    // Deny before allow; an empty allow list refuses everybody.
     WriteFile(h.out / "f", "data");
     auto two = h.NewPeer("127.0.0.2");
     auto three = h.NewPeer("127.0.0.3");

@@ -9,18 +9,13 @@ using M = CClientListModel;
 // A server that never listens: rows come from status messages sent by hand.
 struct ListFixture : ::testing::Test {
     ListFixture() {
-        h.app.LogFile = h.config / "q.log";
         h.model.SetTimeSource([] { return std::time_t{1700000000}; });
         h.app.SetView(&h.model);
     }
 
-    void Send(int status, std::int32_t serial, const std::string& text) {
-        h.app.m_Status.text = text;
-        h.app.NotifyView(status, serial);
-    }
     void Finish(std::int32_t serial, const std::string& result, bool bTimedOut = false) {
         h.app.NotifyView(STATUS_DONE, serial);
-        Send(bTimedOut ? STATUS_TIMED_OUT : STATUS_RESULT, serial, result);
+        h.Notify(bTimedOut ? STATUS_TIMED_OUT : STATUS_RESULT, serial, result);
     }
 
     ServerHarness h;
@@ -34,36 +29,36 @@ const std::string kTime = CClientListModel::FormatTime(1700000000);
 
 TEST_F(ListFixture, RowsFollowTheirClientUntilRetiredAndErrorsRetireAtOnce) {
     model.AddBannerRow();
-    Send(STATUS_NEW_CLIENT, 1, "127.0.0.9");
-    Send(STATUS_FILE, 1, "/srv/boot.bin");
+    h.Notify(STATUS_NEW_CLIENT, 1, "127.0.0.9");
+    h.Notify(STATUS_FILE, 1, "/srv/boot.bin");
     app.m_Status.nTotal = 2048;
     app.m_Status.nPosition = 1024;
     app.NotifyView(STATUS_PROGRESS, 1);
     const auto& rows = model.Rows();
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[1].columns[M::kStatus], "%50, 1024");
-    Send(STATUS_RETRY, 1, "Retrying");
+    h.Notify(STATUS_RETRY, 1, "Retrying");
     EXPECT_EQ(rows[1].columns[M::kStatus], "Retrying") << "with no figures the text stands";
 
     Finish(1, "TimedOut : Sending", true);
     EXPECT_EQ(rows[1].columns[M::kStatus], "Done");
     EXPECT_EQ(rows[1].columns[M::kFinish], kTime);
     EXPECT_EQ(rows[1].itemData, M::kFailed);
-    Send(STATUS_FILE, 1, "/elsewhere");
+    h.Notify(STATUS_FILE, 1, "/elsewhere");
     EXPECT_EQ(rows[1].columns[M::kFile], "/srv/boot.bin") << "a retired row has no serial";
 
     EXPECT_EQ(rows[0].itemData, M::kFailed) << "the banner is red";
 
-    Send(STATUS_NEW_CLIENT, 7, "127.0.0.1");
-    Send(STATUS_ERROR, 7, "File not found");
+    h.Notify(STATUS_NEW_CLIENT, 7, "127.0.0.1");
+    h.Notify(STATUS_ERROR, 7, "File not found");
     Finish(7, "File not found : Sending");
     EXPECT_EQ(rows[2].columns[M::kStatus], "") << "no Done after an error";
     EXPECT_EQ(rows[2].columns[M::kResult], "File not found");
     EXPECT_EQ(rows[2].itemData, M::kRetired);
 
-    Send(STATUS_NEW_CLIENT, 9, "127.0.0.2");
-    Send(STATUS_NEW_CLIENT, 9, "127.0.0.3");
-    Send(STATUS_FILE, 9, "/x");
+    h.Notify(STATUS_NEW_CLIENT, 9, "127.0.0.2");
+    h.Notify(STATUS_NEW_CLIENT, 9, "127.0.0.3");
+    h.Notify(STATUS_FILE, 9, "/x");
     EXPECT_EQ(rows[3].columns[M::kFile], "");
     EXPECT_EQ(rows[4].columns[M::kFile], "/x") << "the newest row wins a shared serial";
 }
@@ -72,11 +67,11 @@ TEST_F(ListFixture, LimitSendsTheOldestRowsToTheLogInArrivalOrder) {
     app.nMaxDisplayPos = 0;  // five rows, six before the next insertion
     model.AddBannerRow();
     for (int serial = 1; serial <= 5; ++serial) {
-        Send(STATUS_NEW_CLIENT, serial, "127.0.0." + std::to_string(serial));
+        h.Notify(STATUS_NEW_CLIENT, serial, "127.0.0." + std::to_string(serial));
     }
     Finish(2, "Finished : Receiving");
     EXPECT_FALSE(FileExists(app.LogFile)) << "nothing leaves before the limit is passed";
-    Send(STATUS_NEW_CLIENT, 6, "127.0.0.6");
+    h.Notify(STATUS_NEW_CLIENT, 6, "127.0.0.6");
     ASSERT_EQ(model.Rows().size(), 6u);
     const std::string banner = "Quaylon V3.80  " + kTime + "  Ready\r\n";
     EXPECT_EQ(ReadFile(app.LogFile), banner);
@@ -90,28 +85,27 @@ TEST_F(ListFixture, LimitSendsTheOldestRowsToTheLogInArrivalOrder) {
     }
     EXPECT_EQ(ReadFile(app.LogFile), log);
     EXPECT_TRUE(model.Rows().empty());
-    Send(STATUS_FILE, 6, "/late");
+    h.Notify(STATUS_FILE, 6, "/late");
     EXPECT_TRUE(model.Rows().empty()) << "a message for a row that left makes none";
 
     // Without a usable log clearing still empties the list.
-    Send(STATUS_NEW_CLIENT, 1, "127.0.0.1");
+    h.Notify(STATUS_NEW_CLIENT, 1, "127.0.0.1");
     app.LogFile.clear();
     model.ClearRows();
     EXPECT_TRUE(model.Rows().empty());
 
-    Send(STATUS_NEW_CLIENT, 2, "127.0.0.2");
+    h.Notify(STATUS_NEW_CLIENT, 2, "127.0.0.2");
     app.LogFile = h.config / "missing/dir/q.log";
     model.ClearRows();
     EXPECT_TRUE(model.Rows().empty());
     EXPECT_FALSE(FileExists(h.config / "missing"));
-    EXPECT_EQ(ReadFile(h.config / "q.log"), log);
+    EXPECT_EQ(ReadFile(h.config / "Quaylon.log"), log);
 }
 
 TEST_F(ListFixture, IdleSweepMarksForgottenRowsOnceAndTickRunsHousekeeping) {
     ASSERT_TRUE(h.Start());
     for (std::int32_t serial : {4000, 5000, 3000}) {
-        h.app.m_Status.text = "127.0.0.5";
-        h.app.NotifyView(STATUS_NEW_CLIENT, serial);
+        h.Notify(STATUS_NEW_CLIENT, serial, "127.0.0.5");
     }
     h.app.NotifyView(STATUS_RESULT, 3000);
     h.Tick();  // no client on the table: the idle sweep

@@ -9,7 +9,7 @@ void Parse(CServerApp& app, std::vector<const char*> argv) {
 }
 }  // namespace
 
-TEST(CommandLine, ShortOptionsInEitherCaseAndSign) {
+TEST(CommandLine, ShortOptionsInEitherCaseAndSignLongOnesTakenOutFirst) {
     ServerHarness h;
     CServerApp& app = h.app;
     Parse(app, {"/usr/bin/quaylond", "-a3", "/iin/", "-Oout", "stray", "-Zx"});
@@ -28,9 +28,8 @@ TEST(CommandLine, ShortOptionsInEitherCaseAndSign) {
     app.m_StoredLocation = "/opt/q/quaylond";
     Parse(app, {"quaylond"});
     EXPECT_EQ(app.m_AppPath, "/opt/q/quaylond");
-}
 
-TEST(CommandLine, LongOptionsAreTakenOutBeforeShortOnesAreRead) {
+    // Long options are taken out before short ones are read.
     const char* argv[] = {"quaylond", "--config-dir", "/implicit", "--bind=127.0.0.5",
                           "--port",   "6969",         "-I/in/"};
     const LongOptions options = ParseLongOptions(7, argv);

@@ -37,24 +37,6 @@ inline bool Silent(TftpPeer& peer) {
     return !peer.Receive(50);
 }
 
-// Reads a file without options, acknowledging every block; nothing at a wrong reply.
-inline std::optional<std::string> Download(TftpPeer& peer, std::uint16_t port,
-                                           const std::string& name) {
-    std::string content;
-    std::optional<std::string> reply = peer.Exchange(port, tftp::Rrq(name));
-    for (std::uint16_t block = 1; block < 1000 && reply && reply->size() >= 4 &&
-                                  *reply == tftp::Data(block, reply->substr(4));
-         ++block) {
-        content += reply->substr(4);
-        peer.Reply(tftp::Ack(block));
-        if (reply->size() < 516) {
-            return content;
-        }
-        reply = peer.Receive();
-    }
-    return std::nullopt;
-}
-
 // Writes content without options in 512-byte blocks; false at a wrong reply.
 inline bool Upload(TftpPeer& peer, std::uint16_t port, const std::string& name,
                    const std::string& content) {

@@ -9,7 +9,7 @@
 
 using Request = Served;
 
-TEST_F(Request, EveryRefusalHasItsCodeAndTextOnTheWireAndInTheRow) {
+TEST_F(Request, EveryRefusalHasItsCodeAndTextOnTheWireAndInTheRowAndNoDirectoryIsWritten) {
     WriteFile(h.out / "f", "abc");
     WriteFile(h.in / "taken", "old");
     h.app.bInboundPaths = 1;
@@ -46,10 +46,9 @@ TEST_F(Request, EveryRefusalHasItsCodeAndTextOnTheWireAndInTheRow) {
     EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error");
     EXPECT_EQ(LastCell(h, Col::kStatus), "Done");
     h.app.m_LaunchThread = [](std::function<void()> run) { return WorkerThread(run); };
-    EXPECT_EQ(Download(*peer, h.port, "f"), "abc");
-}
+    EXPECT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
 
-TEST_F(Request, OnlyRegularFilesAreReadAndNoDirectoryIsWritten) {
+    // Only regular files are read.
     ASSERT_EQ(mkfifo((h.out / "fifo").c_str(), 0644), 0);
     std::filesystem::create_directory(h.out / "sub");
     for (const char* name : {"fifo", "sub", ""}) {
@@ -57,7 +56,6 @@ TEST_F(Request, OnlyRegularFilesAreReadAndNoDirectoryIsWritten) {
             << name;
     }
     // With each duplicate setting, a name that resolves to a directory moves nothing.
-    h.app.bInboundPaths = 1;
     WriteFile(h.in / "keep", "old");
     for (int setting = 0; setting < 4; ++setting) {
         h.app.bRejectDuplicate = setting == 1;
@@ -69,7 +67,7 @@ TEST_F(Request, OnlyRegularFilesAreReadAndNoDirectoryIsWritten) {
         }
     }
     EXPECT_EQ(ReadFile(h.in / "keep"), "old");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 2);
 }
 
 TEST_F(Request, FirstReplyAndOackFollowTheAcceptedOptionsInFixedOrderClampedNeverWrapped) {
@@ -146,7 +144,7 @@ TEST_F(Request, ClientPathsAreCutOrKeptCleanedOfClimbingAndShowNoControlBytes) {
     EXPECT_EQ(LastCell(h, Col::kFile), "a\\x0ab\\x1b\\x7f");
 }
 
-TEST_F(Request, InboundDirectoriesAreMadeOnlyWhenPathsAreAllowed) {
+TEST_F(Request, InboundDirectoriesAreMadeOnlyWhenPathsAreAllowedAndDuplicatesAreNumbered) {
     h.app.bCreatePaths = 1;
     ASSERT_TRUE(Upload(*peer, h.port, "a/b/f.bin", "one"));
     EXPECT_EQ(ReadFile(h.in / "f.bin"), "one");
@@ -160,9 +158,8 @@ TEST_F(Request, InboundDirectoriesAreMadeOnlyWhenPathsAreAllowed) {
     EXPECT_EQ(peer->Exchange(h.port, tftp::Wrq("link/sub/f")), tftp::Error(2, "Access violation"));
     h.app.bCreatePaths = 0;
     EXPECT_EQ(peer->Exchange(h.port, tftp::Wrq("c/f")), tftp::Error(2, "Access violation"));
-}
 
-TEST_F(Request, DuplicateUploadsTakeOrGiveANumberedName) {
+    // Duplicates replace, take a numbered name or give theirs to the file they replace.
     WriteFile(h.in / "boot.bin", "old");
     WriteFile(h.in / "plain", "old");
     ASSERT_TRUE(Upload(*peer, h.port, "boot.bin", "replaced"));
@@ -203,7 +200,7 @@ TEST_F(Request, DirectionSwitchesRefuseAndMalformedOrOverlongRequestsGetSilence)
         EXPECT_TRUE(Silent(*peer)) << packet.size() << " bytes";
     }
     for (std::uint16_t opcode : {0, 3, 5, 6, 0x0101}) {
-        peer->SendTo(h.port, tftp::Request(opcode, "f", "octet"));
+        peer->SendTo(h.port, bench::Request(static_cast<bench::Opcode>(opcode), "f", "octet", {}));
         EXPECT_TRUE(Silent(*peer)) << "opcode " << opcode;
     }
     // An ignored option pads the request to the size of the receive buffer and one beyond.
@@ -215,26 +212,7 @@ TEST_F(Request, DirectionSwitchesRefuseAndMalformedOrOverlongRequestsGetSilence)
     EXPECT_EQ(peer->Exchange(h.port, at512), tftp::Data(1, "abc"));
 }
 
-TEST_F(Request, ClientLimitHoldsUntilTheTickHasRetiredTheClient) {
-    WriteFile(h.out / "f", "abc");
-    h.app.nMaxClientsPos = 0;
-    auto second = h.NewPeer("127.0.0.2");
-
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
-    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
-    EXPECT_EQ(second->LastSenderPort(), h.port);
-    // Finished, yet on the table until the tick.
-    peer->Reply(tftp::Ack(1));
-    h.Pump();
-    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
-
-    h.Tick();
-    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
-    EXPECT_EQ(h.model.Rows().back().itemData, 2) << "refused clients used no serial";
-    EXPECT_EQ(LastCell(h, Col::kClient), "127.0.0.2");
-}
-
-TEST_F(Request, SerialsRunFromOneToOneThousandAndOneThenAgainFromOne) {
+TEST_F(Request, SerialsRunFromOneTo1001ThenAgainAndTheClientLimitHoldsUntilTheTickRetires) {
     WriteFile(h.out / "f", "abc");
     h.app.nMaxClientsPos = 5;
     for (int client = 1; client <= 1000; ++client) {
@@ -247,5 +225,22 @@ TEST_F(Request, SerialsRunFromOneToOneThousandAndOneThenAgainFromOne) {
     for (std::intptr_t serial : {1001, 1}) {
         ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
         EXPECT_EQ(h.model.Rows().back().itemData, serial);
+        peer->Reply(tftp::Ack(1));
     }
+    h.Pump();
+    h.Tick();
+    h.app.nMaxClientsPos = 0;
+    auto second = h.NewPeer("127.0.0.2");
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
+    EXPECT_EQ(second->LastSenderPort(), h.port);
+    // Finished, yet on the table until the tick.
+    peer->Reply(tftp::Ack(1));
+    h.Pump();
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), kTooMany);
+
+    h.Tick();
+    EXPECT_EQ(second->Exchange(h.port, tftp::Rrq("f")), tftp::Data(1, "abc"));
+    EXPECT_EQ(h.model.Rows().back().itemData, 3) << "refused clients used no serial";
+    EXPECT_EQ(LastCell(h, Col::kClient), "127.0.0.2");
 }

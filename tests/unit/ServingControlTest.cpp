@@ -4,18 +4,8 @@
 
 using ServingControl = Served;
 
-namespace {
-
-// A read left hanging: the client asked and never acknowledged.
-void StartHangingRead(ServerHarness& h, TftpPeer& peer) {
-    WriteFile(h.out / "big.bin", PatternBytes(5000));
-    ASSERT_TRUE(peer.Exchange(h.port, tftp::Rrq("big.bin")));
-    ASSERT_EQ(h.app.ClientCount(), 1);
-}
-
-}  // namespace
-
-TEST_F(ServingControl, StopWithoutClientsRefusesAtOnceAndStartServesAgain) {
+// Keep Clients and Drop Clients are clicked through in the window's DecisionBoxes test.
+TEST_F(ServingControl, StopRefusesAtOnceWithoutClientsAndStartServesAndClosesBothBoxes) {
     WriteFile(h.out / "a.txt", "hello");
     h.app.OnStopServing();
     EXPECT_TRUE(h.op.shownBoxes.empty());
@@ -23,10 +13,20 @@ TEST_F(ServingControl, StopWithoutClientsRefusesAtOnceAndStartServesAgain) {
     EXPECT_EQ(peer->Exchange(h.port, "xy"), kRefusal) << "even a datagram too short";
     h.app.OnStartServing();
     EXPECT_EQ(peer->Exchange(h.port, tftp::Rrq("a.txt")), tftp::Data(1, "hello"));
+
+    const auto hanging = h.HangingRead();
+    ASSERT_TRUE(hanging);
+    h.app.PortChanged();
+    h.app.OnStopServing();
+    ASSERT_TRUE(h.app.m_pPortChangeDlg && h.app.m_pStopServingDlg);
+    h.app.OnStartServing();
+    EXPECT_FALSE(h.app.m_pPortChangeDlg || h.app.m_pStopServingDlg);
+    EXPECT_EQ(h.app.m_bServing, 1);
 }
 
 TEST_F(ServingControl, StopWithClientsAsksAndTheLastClientLeavingClosesTheBox) {
-    StartHangingRead(h, *peer);
+    const auto hanging = h.HangingRead();
+    ASSERT_TRUE(hanging);
     h.app.OnStopServing();
     h.app.OnStopServing();
     ASSERT_TRUE(h.app.m_pStopServingDlg);
@@ -46,17 +46,6 @@ TEST_F(ServingControl, StopWithClientsAsksAndTheLastClientLeavingClosesTheBox) {
     EXPECT_EQ(stranger->Exchange(h.port, tftp::Rrq("x")), kRefusal);
 }
 
-// Keep Clients and Drop Clients are clicked through in the window's DecisionBoxes test.
-TEST_F(ServingControl, StartClosesBothTheStopAndThePortChangeBoxes) {
-    StartHangingRead(h, *peer);
-    h.app.PortChanged();
-    h.app.OnStopServing();
-    ASSERT_TRUE(h.app.m_pPortChangeDlg && h.app.m_pStopServingDlg);
-    h.app.OnStartServing();
-    EXPECT_FALSE(h.app.m_pPortChangeDlg || h.app.m_pStopServingDlg);
-    EXPECT_EQ(h.app.m_bServing, 1);
-}
-
 TEST_F(ServingControl, PortChangeSwitchesAtOnceWithoutClientsAndWaitsForThemOtherwise) {
     int titles = 0;
     h.app.m_OnNewDocument = [&titles] { ++titles; };
@@ -68,31 +57,30 @@ TEST_F(ServingControl, PortChangeSwitchesAtOnceWithoutClientsAndWaitsForThemOthe
     EXPECT_EQ(h.app.m_ServerTitle, "127.0.0.1." + std::to_string(65536 + second));
     EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), second);
 
-    // With a client running the old port stays until the tick that retires the last client.
+    // With a client running the old port stays until the tick that retires the last client;
+    // Keep Clients keeps it for good.
     h.port = second;
-    StartHangingRead(h, *peer);
-    const std::uint16_t third = FreeUdpPort();
-    h.app.Port = std::to_string(third);
-    h.app.PortChanged();
-    ASSERT_TRUE(h.app.m_pPortChangeDlg);
-    EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), second);
-    peer->Reply(tftp::Error(0, "bye"));
-    h.Pump();
-    h.Tick();
-    EXPECT_FALSE(h.app.m_pPortChangeDlg);
-    EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), third);
-    EXPECT_EQ(h.app.m_ServerTitle, "127.0.0.1." + std::to_string(third));
-    EXPECT_EQ(titles, 2);
-
-    // Keep Clients on a port change keeps the old port.
-    h.port = third;
-    StartHangingRead(h, *peer);
-    h.app.Port = std::to_string(FreeUdpPort());
-    h.app.PortChanged();
-    h.app.m_pPortChangeDlg->OnCancel();
-    peer->Reply(tftp::Error(0, "bye"));
-    h.Pump();
-    h.Tick();
-    h.Tick();
-    EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), third);
+    for (const bool bKeep : {false, true}) {
+        const auto hanging = h.HangingRead();
+        ASSERT_TRUE(hanging);
+        const std::uint16_t next = FreeUdpPort();
+        h.app.Port = std::to_string(next);
+        h.app.PortChanged();
+        ASSERT_TRUE(h.app.m_pPortChangeDlg);
+        EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), h.port);
+        if (bKeep) {
+            h.app.m_pPortChangeDlg->OnCancel();
+        }
+        hanging->Reply(tftp::Error(0, "bye"));
+        h.Pump();
+        h.Tick();
+        if (bKeep) {
+            h.Tick();  // and later ones too
+        }
+        EXPECT_FALSE(h.app.m_pPortChangeDlg);
+        EXPECT_EQ(h.app.m_pListenSocket->LocalPort(), bKeep ? h.port : next);
+        EXPECT_EQ(h.app.m_ServerTitle, "127.0.0.1." + std::to_string(bKeep ? h.port : next));
+        EXPECT_EQ(titles, 2);
+        h.port = h.app.m_pListenSocket->LocalPort();
+    }
 }

@@ -228,7 +228,7 @@ TEST_F(SettingsStore, EachBitOfTheFlagWordLoadsItsOwnMember) {
     }
 }
 
-TEST(RegistryFile, ReadsWhatRegistryExportsHold) {
+TEST(RegistryFile, ReadsWhatRegistryExportsHoldAndKeepsMalformedFilesAsideOnWrite) {
     TempDir dir;
     WriteFile(dir / "r.reg",
               "\xEF\xBB\xBFREGEDIT4\r\n\r\n"
@@ -248,16 +248,14 @@ TEST(RegistryFile, ReadsWhatRegistryExportsHold) {
     // A line break has no form in the syntax: the write is refused, the stored text stays.
     EXPECT_FALSE(store.WriteText(kKey, "Port", "6\n9"));
     EXPECT_EQ(store.ReadText(kKey, "Port"), "69");
-}
 
-TEST(RegistryFile, MalformedFilesHoldNoKeyAndAreKeptOnWrite) {
+    // Malformed files hold no key and are kept aside on write.
     for (const std::string& text : {
              kKeyLine + std::string("\"Port\"=\"69\"\n"),  // no header
              Store("\"Port\"=\"6\\9\"\n"),                 // unknown escape
              Store("\"bDelete\"=dword:123456789\n"),       // nine digits
              Store("\"Blob\"=hex:01,\\\n"),                // ends inside a value
          }) {
-        TempDir dir;
         WriteFile(dir / "r.reg", text);
         ::testing::internal::CaptureStderr();
         RegistryFile store(dir / "r.reg", kHive);
@@ -267,5 +265,6 @@ TEST(RegistryFile, MalformedFilesHoldNoKeyAndAreKeptOnWrite) {
         store.WriteDword(kKey, "bDelete", 1);
         ASSERT_TRUE(store.Commit());
         EXPECT_EQ(ReadFile(dir / "r.reg.bad"), text);
+        std::remove((dir / "r.reg.bad").c_str());
     }
 }

@@ -10,8 +10,7 @@
 #include "platform/Priority.h"
 #include "platform/WorkerThread.h"
 
-// Workers wait on events: each run needs a thread of its own, at once, however many are idle
-// or busy; and a join returns only once its run's function has.
+// Workers wait on events, so each run needs a thread of its own at once; a join waits for it.
 TEST(WorkerThread, EveryRunHasAThreadOfItsOwnAndJoinWaitsForIt) {
     for (int round = 0; round < 3; ++round) {
         constexpr int kRuns = 40;
