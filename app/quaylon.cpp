@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
         CMainFrame frame(app, op);
         op.SetParent(&frame);
         frame.View()->OnInitialUpdate();
+        frame.UpdateCommandUI();  // the view's first update made the ICMP monitor, or not
         if (app.bMinimizeAtStartup) {
             frame.showMinimized();
         } else {

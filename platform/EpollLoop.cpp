@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <stdexcept>
 #include <vector>
 
@@ -19,12 +20,30 @@ EpollLoop::~EpollLoop() {
 }
 
 void EpollLoop::WatchReadable(int fd, Callback onReadable) {
-    epoll_event ev{};
-    ev.events = EPOLLIN;
-    ev.data.fd = fd;
     const bool known = m_watches.count(fd) != 0;
     m_changedThisRound.insert(fd);
-    m_watches[fd] = std::make_shared<Callback>(std::move(onReadable));
+    m_watches[fd].onReadable = std::make_shared<Callback>(std::move(onReadable));
+    Update(fd, known);
+}
+
+void EpollLoop::WatchWritable(int fd, Callback onWritable) {
+    const bool known = m_watches.count(fd) != 0;
+    m_changedThisRound.insert(fd);
+    m_watches[fd].onWritable = std::make_shared<Callback>(std::move(onWritable));
+    Update(fd, known);
+}
+
+void EpollLoop::Update(int fd, bool known) {
+    auto it = m_watches.find(fd);
+    if (!it->second.onReadable && !it->second.onWritable) {
+        // Errors are reported even for no events: a descriptor nobody waits on is dropped.
+        m_watches.erase(it);
+        epoll_ctl(m_epoll, EPOLL_CTL_DEL, fd, nullptr);
+        return;
+    }
+    epoll_event ev{};
+    ev.events = (it->second.onReadable ? EPOLLIN : 0u) | (it->second.onWritable ? EPOLLOUT : 0u);
+    ev.data.fd = fd;
     epoll_ctl(m_epoll, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, fd, &ev);
 }
 
@@ -111,9 +130,22 @@ int EpollLoop::RunOnce(int timeoutMs) {
         if (it == m_watches.end() || m_changedThisRound.count(fd) != 0) {
             continue;  // closed or reused by an earlier callback of this round
         }
-        std::shared_ptr<Callback> callback = it->second;
-        (*callback)();
-        ++ran;
+        // An error or hang-up ends a connect as much as it makes a read return.
+        if ((events[i].events & ~std::uint32_t{EPOLLIN}) != 0 && it->second.onWritable) {
+            std::shared_ptr<Callback> callback = std::move(it->second.onWritable);
+            Update(fd, true);
+            (*callback)();
+            ++ran;
+            it = m_watches.find(fd);
+            if (it == m_watches.end() || m_changedThisRound.count(fd) != 0) {
+                continue;
+            }
+        }
+        if ((events[i].events & ~std::uint32_t{EPOLLOUT}) != 0 && it->second.onReadable) {
+            std::shared_ptr<Callback> callback = it->second.onReadable;
+            (*callback)();
+            ++ran;
+        }
     }
     return ran + RunDueTimers();
 }

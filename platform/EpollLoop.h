@@ -17,6 +17,7 @@ class EpollLoop : public EventLoop {
     EpollLoop& operator=(const EpollLoop&) = delete;
 
     void WatchReadable(int fd, Callback onReadable) override;
+    void WatchWritable(int fd, Callback onWritable) override;
     void Unwatch(int fd) override;
     TimerId StartTimer(int milliseconds, bool repeat, Callback onTimer) override;
     void StopTimer(TimerId id) override;
@@ -35,13 +36,20 @@ class EpollLoop : public EventLoop {
         Callback callback;
     };
 
+    struct Watch {
+        std::shared_ptr<Callback> onReadable;
+        std::shared_ptr<Callback> onWritable;  // once
+    };
+
+    // Tells epoll which events the descriptor's watches want.
+    void Update(int fd, bool known);
     int NextTimerWaitMs(int timeoutMs) const;
     int RunDueTimers();
 
     int m_epoll;
     bool m_bQuit = false;
     // Shared so a callback that unwatches its own descriptor does not destroy itself mid-call.
-    std::unordered_map<int, std::shared_ptr<Callback>> m_watches;
+    std::unordered_map<int, Watch> m_watches;
     // Descriptors watched or unwatched during a round: their pending events are stale.
     std::unordered_set<int> m_changedThisRound;
     std::map<TimerId, Timer> m_timers;

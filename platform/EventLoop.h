@@ -13,6 +13,10 @@ class EventLoop {
 
     // Calls onReadable on the loop's thread whenever fd has data; one watch per descriptor.
     virtual void WatchReadable(int fd, Callback onReadable) = 0;
+    // Calls onWritable once, on the loop's thread, when fd can be written: a connect that has
+    // finished or failed. Beside a readable watch of the same descriptor.
+    virtual void WatchWritable(int fd, Callback onWritable) = 0;
+    // Ends every watch of fd.
     virtual void Unwatch(int fd) = 0;
 
     // Periodic when repeat is set, else one-shot. A cancelled or spent id is ignored.

@@ -21,28 +21,19 @@
 #include "console/qt/ServerInfoDlg.h"
 #include "console/qt/SplashWnd.h"
 #include "extras/Music.h"
+#include "extras/midi/FluidSynthPlayer.h"
 #include "server/ServerApp.h"
 
 namespace {
 
 constexpr char kIdleText[] = "For Help, press F1, press F12 for Music :)";
 
-// No synthesiser is part of this build: every piece fails to open, which plays nothing and
-// says nothing, as a sequencer without an output does.
-class SilentMidiPlayer : public MidiPlayer {
-  public:
-    bool Open(const std::string&) override { return false; }
-    bool TestOutput() override { return false; }
-    bool Play(std::function<void()>) override { return false; }
-    void Close() override {}
-};
-
 }  // namespace
 
 CMainFrame::CMainFrame(CServerApp& app, QtOperator& op)
     : m_app(app),
       m_operator(op),
-      m_pPlayer(std::make_unique<SilentMidiPlayer>()),
+      m_pPlayer(std::make_unique<FluidSynthPlayer>(app.Loop())),
       m_pMusic(std::make_unique<CMusic>(*m_pPlayer, op, [&app] { return app.m_AppPath; })) {
     setWindowIcon(QIcon(":/icons/quaylon.svg"));
     m_pView = new CNewView(app, this);
@@ -162,6 +153,7 @@ void CMainFrame::BuildMenus() {
     connect(m_pStatusBarToggle, &QAction::triggered, this,
             [this](bool on) { statusBar()->setVisible(on); });
     connect(m_pClearDisplay, &QAction::triggered, this, [this] { m_pView->OnClearDisplay(); });
+    connect(m_pIcmpReport, &QAction::triggered, this, [this] { m_pView->OnIcmpReport(); });
     connect(m_pUseGraphic, &QAction::triggered, this, [this] {
         m_pView->OnUseGraphic();
         UpdateCommandUI();
@@ -225,7 +217,7 @@ void CMainFrame::UpdateCommandUI() {
     m_pStatusBarToggle->setChecked(statusBar()->isVisible() || !isVisible());
     m_pUseGraphic->setChecked(m_pView->UseGraphic());
     // The ICMP report is made by the monitor; without one there is nothing to show.
-    m_pIcmpReport->setEnabled(false);
+    m_pIcmpReport->setEnabled(m_pView->IcmpReport() != nullptr);
 }
 
 void CMainFrame::OnNewDocument() {

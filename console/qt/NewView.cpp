@@ -16,6 +16,9 @@
 #include "console/StatusBarGeometry.h"
 #include "console/WindowPlacement.h"
 #include "console/qt/AlertBox.h"
+#include "console/qt/IcmpReport.h"
+#include "console/qt/VersionDlg.h"
+#include "extras/IcmpMonitor.h"
 #include "server/ServerApp.h"
 
 void ClientRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -95,6 +98,9 @@ CNewView::CNewView(CServerApp& app, QWidget* parent)
 }
 
 CNewView::~CNewView() {
+    // The socket goes before the box it reports to.
+    m_pIcmpMonitor.reset();
+    m_pIcmpReport.reset();
     m_app.SetView(nullptr);
     m_model.SetObserver(nullptr);
     delete m_pAlertBox.data();
@@ -127,6 +133,29 @@ void CNewView::OnInitialUpdate() {
     m_model.AddBannerRow();
     m_bUseGraphic = m_app.bUseGraphic != 0;
     StretchLastColumn();
+    StartIcmpMonitor();
+}
+
+void CNewView::StartIcmpMonitor() {
+    auto report = std::make_unique<CIcmpReport>(window());
+    auto monitor = std::make_unique<CIcmpMonitor>(m_app.Loop(), m_app);
+    if (!monitor->Create()) {
+        return;
+    }
+    CIcmpReport* box = report.get();
+    const CIcmpMonitor* rows = monitor.get();
+    monitor->onChange = [box, rows](const CIcmpReportRows::Change& change) {
+        box->Apply(rows->Rows(), change);
+    };
+    m_pIcmpReport = std::move(report);
+    m_pIcmpMonitor = std::move(monitor);
+}
+
+void CNewView::OnIcmpReport() {
+    if (!m_pIcmpReport) {
+        return;
+    }
+    m_pIcmpReport->setVisible(!m_pIcmpReport->isVisible());
 }
 
 QRect CNewView::PlacementRect() const {
@@ -151,8 +180,12 @@ void CNewView::OnUseGraphic() {
 }
 
 void CNewView::OnCheckVersion() {
-    QMessageBox::question(this, "Quaylon", "Are you connected to the Internet ?",
-                          QMessageBox::Yes | QMessageBox::No);
+    if (QMessageBox::question(this, "Quaylon", "Are you connected to the Internet ?",
+                              QMessageBox::Yes | QMessageBox::No) != QMessageBox::Yes) {
+        return;
+    }
+    CVersionDlg dialog(m_app.Loop(), m_app, this);
+    dialog.exec();
 }
 
 void CNewView::OnResetColumns() {

@@ -10,6 +10,8 @@
 #include "console/qt/ClientListItemModel.h"
 
 #include "console/qt/AlertBox.h"
+class CIcmpMonitor;
+class CIcmpReport;
 class CServerApp;
 
 // Draws a row the way the list shows clients: the row's colour on every cell, text cut with an
@@ -52,6 +54,8 @@ class CNewView : public QTreeView {
     void OnClearDisplay() { m_model.ClearRows(); }
     void OnUseGraphic();
     void OnCheckVersion();
+    // Shows the ICMP report if it is hidden, hides it if it is shown.
+    void OnIcmpReport();
     void OnResetColumns();
     // The selected rows as text, a line each, cells between tabs; Ctrl+C copies it.
     QString SelectedText() const;
@@ -63,6 +67,8 @@ class CNewView : public QTreeView {
     CClientListModel& Rows() { return m_model; }
     ClientListItemModel& ItemModel() { return m_itemModel; }
     CAlertBox* AlertBox() const { return m_pAlertBox; }
+    // The report box, or null for a run without an ICMP monitor.
+    CIcmpReport* IcmpReport() const { return m_pIcmpReport.get(); }
     bool TimerActive() const { return m_timer.isActive(); }
 
   protected:
@@ -73,6 +79,8 @@ class CNewView : public QTreeView {
     void StretchLastColumn();
     void ShowAlert(const std::string& text);
     bool DestroyAlert();
+    // The monitor and its box, where a raw socket can be had; silently none otherwise.
+    void StartIcmpMonitor();
 
     CServerApp& m_app;
     CClientListModel m_model;
@@ -80,5 +88,7 @@ class CNewView : public QTreeView {
     ClientRowDelegate m_delegate;
     QTimer m_timer;
     QPointer<CAlertBox> m_pAlertBox;
+    std::unique_ptr<CIcmpReport> m_pIcmpReport;
+    std::unique_ptr<CIcmpMonitor> m_pIcmpMonitor;
     bool m_bUseGraphic = false;
 };

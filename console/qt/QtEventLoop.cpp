@@ -13,15 +13,39 @@ void QtEventLoop::WatchReadable(int fd, Callback onReadable) {
     m_notifiers[fd] = std::move(notifier);
 }
 
-void QtEventLoop::Unwatch(int fd) {
-    auto it = m_notifiers.find(fd);
-    if (it == m_notifiers.end()) {
-        return;
+void QtEventLoop::WatchWritable(int fd, Callback onWritable) {
+    auto notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated,
+                     [this, fd, callback = std::move(onWritable)] {
+                         auto it = m_writeNotifiers.find(fd);
+                         if (it == m_writeNotifiers.end()) {
+                             return;
+                         }
+                         // Once: forget it before the call, which may watch the descriptor anew.
+                         const Callback once = callback;
+                         Retire(std::move(it->second));
+                         m_writeNotifiers.erase(it);
+                         once();
+                     });
+    if (auto it = m_writeNotifiers.find(fd); it != m_writeNotifiers.end()) {
+        Retire(std::move(it->second));
     }
-    // The notifier may be the one whose signal is running: disable now, delete when Qt is done.
-    it->second->setEnabled(false);
-    it->second.release()->deleteLater();
-    m_notifiers.erase(it);
+    m_writeNotifiers[fd] = std::move(notifier);
+}
+
+void QtEventLoop::Unwatch(int fd) {
+    for (auto* notifiers : {&m_notifiers, &m_writeNotifiers}) {
+        auto it = notifiers->find(fd);
+        if (it != notifiers->end()) {
+            Retire(std::move(it->second));
+            notifiers->erase(it);
+        }
+    }
+}
+
+void QtEventLoop::Retire(std::unique_ptr<QSocketNotifier> notifier) {
+    notifier->setEnabled(false);
+    notifier.release()->deleteLater();
 }
 
 EventLoop::TimerId QtEventLoop::StartTimer(int milliseconds, bool repeat, Callback onTimer) {
