@@ -9,8 +9,7 @@
 
 #include "server/ServerApp.h"
 #include "settings/Settings.h"
-
-const char kVersion[] = "Quaylon V3.80";
+#include "settings/Version.h"
 
 const char kUsage[] =
     "Usage: %s [options]\n"
@@ -101,7 +100,7 @@ std::optional<int> AnswerWithoutServing(const LongOptions& options, const char* 
         return 0;
     }
     if (options.bVersion) {
-        std::printf("%s\n", kVersion);
+        std::printf("%s\n", kRunningVersion);
         return 0;
     }
     return std::nullopt;

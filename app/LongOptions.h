@@ -35,4 +35,3 @@ bool ChoosesAddress(const LongOptions& options);
 int StartServer(CServerApp& app, const LongOptions& options, const char* argv0);
 
 extern const char kUsage[];
-extern const char kVersion[];

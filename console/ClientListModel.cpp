@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "settings/Settings.h"
+#include "settings/Version.h"
 
 CClientListModel::CClientListModel(ClientListHost& host)
     : m_host(host), m_now([] { return std::time(nullptr); }) {}
@@ -31,7 +32,7 @@ void CClientListModel::Changed(int row, std::uint32_t serial) {
 
 void CClientListModel::AddBannerRow() {
     CClientStatus banner;
-    banner.text = "Quaylon V3.80";
+    banner.text = kRunningVersion;
     OnClientNew(1, banner);
     banner.text = "Ready";
     banner.bFailed = 1;

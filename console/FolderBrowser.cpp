@@ -10,6 +10,8 @@
 #include <set>
 #include <sstream>
 
+#include "platform/DriveType.h"
+
 namespace {
 
 // Disks, network shares and the root, whatever it stands on (a container's overlay too).
@@ -18,20 +20,6 @@ bool IsRealFileSystem(const std::string& fsType, const std::string& source,
     static const std::set<std::string> kNetwork = {"nfs",   "nfs4",       "cifs", "smb3",
                                                    "smbfs", "fuse.sshfs", "9p"};
     return mountPoint == "/" || source.rfind("/dev/", 0) == 0 || kNetwork.count(fsType) != 0;
-}
-
-// mountinfo writes a blank, tab, newline and backslash in a field as \ooo.
-std::string UnescapeField(const std::string& field) {
-    std::string out;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size()) {
-            out += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
-            i += 3;
-        } else {
-            out += field[i];
-        }
-    }
-    return out;
 }
 
 // The file system's label where udev has named one (/dev/disk/by-label), else the device.
@@ -79,8 +67,8 @@ std::vector<Volume> MountedVolumes() {
         while (fields >> token && token != "-") {
         }
         fields >> fsType >> source;
-        mountPoint = UnescapeField(mountPoint);
-        source = UnescapeField(source);
+        mountPoint = UnescapeMountField(mountPoint);
+        source = UnescapeMountField(source);
         // A file bound onto a file (a container's /etc/hosts) is no volume to browse.
         if (!IsRealFileSystem(fsType, source, mountPoint) || !IsDirectory(mountPoint) ||
             !seen.insert(mountPoint).second) {

@@ -5,12 +5,10 @@
 #include <string>
 
 #include "extras/VersionSocket.h"
+#include "settings/Version.h"
 
 class CSettings;
 class EventLoop;
-
-// The version that runs, as the banner shows it.
-inline constexpr char kRunningVersion[] = "Quaylon V3.80";
 
 // The update server's name; QUAYLON_UPDATE_SERVER=host[:port] points the check elsewhere.
 inline constexpr char kUpdateServerName[] = "update.orrelin.com";

@@ -35,20 +35,6 @@ bool IsRemovableDevice(unsigned major, unsigned minor) {
     return false;
 }
 
-// mountinfo escapes blanks and the like as \ooo.
-std::string Unescape(const std::string& field) {
-    std::string out;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size()) {
-            out += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
-            i += 3;
-        } else {
-            out += field[i];
-        }
-    }
-    return out;
-}
-
 }  // namespace
 
 int ClassifyMount(const std::string& fsType, const std::string& mountOptions,
@@ -93,7 +79,7 @@ int DriveTypeOf(const std::string& directory) {
         }
         std::string fsType;
         fields >> fsType;
-        mountPoint = Unescape(mountPoint);
+        mountPoint = UnescapeMountField(mountPoint);
         const bool covers =
             path == mountPoint || (path.compare(0, mountPoint.size(), mountPoint) == 0 &&
                                    (mountPoint == "/" || path[mountPoint.size()] == '/'));
@@ -108,4 +94,17 @@ int DriveTypeOf(const std::string& directory) {
         bestType = ClassifyMount(fsType, options, major != 0 && IsRemovableDevice(major, minor));
     }
     return bestType;
+}
+
+std::string UnescapeMountField(const std::string& field) {
+    std::string out;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && i + 3 < field.size()) {
+            out += static_cast<char>(std::strtol(field.substr(i + 1, 3).c_str(), nullptr, 8));
+            i += 3;
+        } else {
+            out += field[i];
+        }
+    }
+    return out;
 }

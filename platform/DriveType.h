@@ -15,3 +15,6 @@ int DriveTypeOf(const std::string& directory);
 // What the mount table says of one mount, for DriveTypeOf and its tests.
 int ClassifyMount(const std::string& fsType, const std::string& mountOptions,
                   bool bRemovableDevice);
+
+// A field of /proc/self/mountinfo as it stands, its blanks and the like written there as \ooo.
+std::string UnescapeMountField(const std::string& field);
