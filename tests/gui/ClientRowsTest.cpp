@@ -73,15 +73,10 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     EXPECT_EQ(Cell(m, 0, Col::kResult), "Finished : Sending");
     EXPECT_EQ(RowColour(m, 0), QGuiApplication::palette().color(QPalette::WindowText));
 
-    // A client that never answers retries, then times out red.
-    auto silent = s.HangingRead();
-    ASSERT_TRUE(silent);
-    ASSERT_EQ(m.rowCount(), 2);
-    for (int i = 0; i < 8 && s.app.ClientCount() != 0; ++i) {
-        s.clock.Advance(31);
-        s.View().OnTimer();
-    }
-    ASSERT_EQ(s.app.ClientCount(), 0);
+    // A client that timed out is red.
+    s.NewClient(800, "127.0.0.4");
+    s.app.NotifyView(STATUS_DONE, 800);
+    s.Notify(STATUS_TIMED_OUT, 800, "TimedOut : Sending");
     EXPECT_EQ(RowColour(m, 1), QColor(Qt::red));
 
     // A client whose end was never reported: the first idle tick sweeps its row yellow.

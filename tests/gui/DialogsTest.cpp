@@ -8,8 +8,12 @@
 #include <filesystem>
 
 #include "GuiServer.h"
+#include "console/qt/About.h"
 #include "console/qt/FolderDlg.h"
+#include "console/qt/ListenAddressDlg.h"
 #include "console/qt/MultihomedDlg.h"
+#include "console/qt/Options.h"
+#include "console/qt/ServerInfoDlg.h"
 
 namespace {
 
@@ -60,4 +64,25 @@ TEST(MultihomedDlg, NothingSelectedGivesIndexZero) {
         op.ChooseAddress({"10.1.0.9", "10.0.0.1", "127.0.0.3"}, false);
     EXPECT_TRUE(choice.bOk);
     EXPECT_EQ(choice.nSelected, 0);
+}
+
+TEST(Dialogs, HaveOnlyTheirOwnButtonsAndOurIcon) {
+    GuiServer s;
+    ASSERT_TRUE(s.Start());
+    const std::vector<std::string> addresses = {"10.0.0.1", "10.0.0.2"};
+    CFolderDlg folder;
+    CMultihomedDlg multihomed(&addresses);
+    CListenAddressDlg listen;
+    CServerInfoDlg info;
+    CAbout about;
+    COptions options(s.app);
+    for (QWidget* dialog :
+         std::initializer_list<QWidget*>{&folder, &multihomed, &listen, &info, &about, &options}) {
+        const std::string title = dialog->windowTitle().toStdString();
+        const Qt::WindowFlags flags = dialog->windowFlags();
+        EXPECT_FALSE(flags & (Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint))
+            << title;
+        EXPECT_TRUE(flags & Qt::CustomizeWindowHint) << title << ": the buttons are ours to say";
+        EXPECT_FALSE(dialog->windowIcon().isNull()) << title;
+    }
 }

@@ -3,72 +3,157 @@
 #include <unistd.h>
 
 #include <QProcess>
+#include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <regex>
 
 #include "GuiServer.h"
+#include "settings/Settings.h"
 
 namespace {
 
-// Whether a shell command run in dir ends with status 0.
-bool Shell(const TempDir& dir, const std::string& command) {
-    return std::system(("cd " + dir.Path() + " && " + command).c_str()) == 0;
+using Rect = std::array<int, 4>;  // left, top, right, bottom
+
+// What a shell command run in dir prints; empty if it fails.
+std::string Output(const TempDir& dir, const std::string& command) {
+    const std::string shell = "cd " + dir.Path() + " && (" + command + ") >output 2>/dev/null";
+    return std::system(shell.c_str()) == 0 ? ReadFile(dir / "output") : std::string();
+}
+
+// The window program with args on its own X server with a window manager, until Stop.
+class WindowProgram {
+  public:
+    WindowProgram(const TempDir& work, QStringList args) : m_work(work) {
+        std::remove((work / "x11.sh").c_str());
+        std::remove((work / "pid").c_str());
+        // The window manager first, so that it places and frames the program's window.
+        const QString script =
+            "printf 'export DISPLAY=%s XAUTHORITY=%s\\n' \"$DISPLAY\" \"$XAUTHORITY\" > x11.sh\n"
+            "openbox & i=0\n"
+            "until xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; do\n"
+            "  i=$((i+1)); [ $i -gt 200 ] && exit 3; sleep 0.05; done\n"
+            "echo $$ > pid && QT_QPA_PLATFORM=xcb exec \"$@\"\n";
+        m_xvfb.setWorkingDirectory(QString::fromStdString(work.Path()));
+        m_xvfb.setStandardOutputFile(QString::fromStdString(work / "output.txt"));
+        m_xvfb.setProcessChannelMode(QProcess::MergedChannels);
+        // Its own process group, so that the X server it starts ends with it.
+        m_xvfb.setChildProcessModifier([] { setpgid(0, 0); });
+        m_xvfb.start("xvfb-run", QStringList{"-a", "-s", "-screen 0 1024x768x24", "sh", "-c",
+                                             script, "sh", QUAYLON_PATH, "--bind", "127.0.0.1"} +
+                                     args);
+    }
+    ~WindowProgram() {
+        if (m_xvfb.state() != QProcess::NotRunning) {
+            kill(-static_cast<pid_t>(m_xvfb.processId()), SIGKILL);
+            m_xvfb.waitForFinished(5000);
+        }
+    }
+
+    // The main window's id once it is mapped; empty if it never is.
+    std::string WaitForWindow() {
+        std::string id;
+        PumpUntil(
+            [&] {
+                id = X11("xdotool search --onlyvisible --name '^Quaylon - ' | head -1");
+                return !id.empty();
+            },
+            20000);
+        return id.empty() ? id : id.substr(0, id.find('\n'));
+    }
+    // The window's rectangle inside its frame, as the X server has it.
+    Rect Geometry(const std::string& id) {
+        const std::string info = X11("xwininfo -id " + id);
+        const auto field = [&info](const std::string& name) {
+            std::smatch m;
+            return std::regex_search(info, m, std::regex(name + ":\\s+(-?\\d+)")) ? std::stoi(m[1])
+                                                                                  : -99999;
+        };
+        const int left = field("Absolute upper-left X");
+        const int top = field("Absolute upper-left Y");
+        return {left, top, left + field("Width"), top + field("Height")};
+    }
+    std::string X11(const std::string& command) {
+        return Output(m_work, ". ./x11.sh && " + command);
+    }
+    // SIGTERM, the orderly end; true if the program ended with status 0.
+    bool Stop() {
+        const std::string pid = ReadFile(m_work / "pid");
+        if (pid.empty() || kill(static_cast<pid_t>(std::stol(pid)), SIGTERM) != 0) {
+            return false;
+        }
+        return m_xvfb.waitForFinished(20000) && m_xvfb.exitStatus() == QProcess::NormalExit &&
+               m_xvfb.exitCode() == 0;
+    }
+    std::string Log() const { return ReadFile(m_work / "output.txt"); }
+
+  private:
+    const TempDir& m_work;
+    QProcess m_xvfb;
+};
+
+Rect StoredRect(const TempDir& config) {
+    CSettings settings;
+    settings.m_ConfigDir = config.Path();
+    Rect rect{};
+    std::uint32_t bMinimized = 0;
+    int c[6];
+    settings.LoadWindowPlacement(rect.data(), &bMinimized, &c[0], &c[1], &c[2], &c[3], &c[4],
+                                 &c[5]);
+    return rect;
 }
 
 }  // namespace
 
-TEST(EndToEnd, TheWindowProgramServesCurlOnAnXServerAndEndsCleanlyOnSigterm) {
-    if (access("/usr/bin/xvfb-run", X_OK) != 0) {
-        GTEST_SKIP() << "xvfb-run is not installed";
+TEST(EndToEnd, TheWindowProgramServesCurlEndsInOrderOnSigtermAndComesBackWhereItWasLeft) {
+    for (const char* tool : {"/usr/bin/xvfb-run", "/usr/bin/openbox", "/usr/bin/xdotool"}) {
+        if (access(tool, X_OK) != 0) {
+            GTEST_SKIP() << tool << " is not installed";
+        }
     }
     TempDir work, config, out;
     const std::string bytes = PatternBytes(3000, 5);
     WriteFile(out / "hello.bin", bytes);
-    const std::uint16_t port = FreeUdpPort();
+    const QString port = QString::number(FreeUdpPort());
+    const QStringList args = {"--port", port, "--config-dir", QString::fromStdString(config.Path()),
+                              QString::fromStdString("-O" + out.Dir())};
+    Rect left{};
+    {
+        WindowProgram first(work, args);
+        const std::string id = first.WaitForWindow();
+        ASSERT_FALSE(id.empty()) << first.Log();
+        // curl fails at once until the program serves.
+        const std::string curl =
+            "curl -s -m 5 -o fetched.bin tftp://127.0.0.1:" + port.toStdString() +
+            "/hello.bin && echo ok";
+        EXPECT_TRUE(PumpUntil([&] { return !Output(work, curl).empty(); }, 20000)) << first.Log();
+        EXPECT_EQ(ReadFile(work / "fetched.bin"), bytes);
+        // A window that has been drawn holds more than its background's one colour.
+        const std::string colours =
+            "xwd -silent -id " + id + " | /usr/bin/convert-im6.q16 xwd:- -format %k info:";
+        EXPECT_TRUE(PumpUntil([&] { return std::atoi(first.X11(colours).c_str()) > 1; }, 10000))
+            << "the main window is not drawn";
 
-    // The shell notes the display for the commands below and its own id, then becomes the program.
-    QProcess xvfb;
-    xvfb.setWorkingDirectory(QString::fromStdString(work.Path()));
-    xvfb.setStandardOutputFile(QString::fromStdString(work / "output.txt"));
-    xvfb.setProcessChannelMode(QProcess::MergedChannels);
-    // Its own process group, so that the X server it starts ends with it.
-    xvfb.setChildProcessModifier([] { setpgid(0, 0); });
-    const QString script =
-        "echo $$ > pid && printf 'export DISPLAY=%s XAUTHORITY=%s\\n' \"$DISPLAY\" "
-        "\"$XAUTHORITY\" > x11.part && mv x11.part x11.sh && QT_QPA_PLATFORM=xcb exec \"$@\"";
-    xvfb.start("xvfb-run",
-               {"-a", "-s", "-screen 0 1024x768x24", "sh", "-c", script, "sh", QUAYLON_PATH,
-                "--bind", "127.0.0.1", "--port", QString::number(port), "--config-dir",
-                QString::fromStdString(config.Path()), QString::fromStdString("-O" + out.Dir())});
-    struct Reaper {
-        QProcess& p;
-        ~Reaper() {
-            if (p.state() != QProcess::NotRunning) {
-                kill(-static_cast<pid_t>(p.processId()), SIGKILL);
-                p.waitForFinished(5000);
-            }
-        }
-    } reaper{xvfb};
-
-    // curl fails at once until the program serves.
-    const std::string url = "tftp://127.0.0.1:" + std::to_string(port) + "/hello.bin";
-    EXPECT_TRUE(PumpUntil([&] { return Shell(work, "curl -s -m 5 -o fetched.bin " + url); }, 20000))
-        << ReadFile(work / "output.txt");
-    EXPECT_EQ(ReadFile(work / "fetched.bin"), bytes);
-
-    // Without a window manager the main window sits at the top left, away from the splash in the
-    // middle; once it is up that corner holds more than the bare root's one colour.
-    const std::string corner =
-        ". ./x11.sh && timeout 20 xwd -root -silent | "
-        "/usr/bin/convert-im6.q16 xwd:- -crop 64x32+0+0 -format %k info:";
-    EXPECT_TRUE(PumpUntil([&] { return Shell(work, "test \"$(" + corner + ")\" -gt 1"); }, 10000))
-        << "no main window on the screen";
-
-    ASSERT_EQ(kill(static_cast<pid_t>(std::stol(ReadFile(work / "pid"))), SIGTERM), 0);
-    ASSERT_TRUE(xvfb.waitForFinished(20000)) << "still running after SIGTERM";
-    EXPECT_TRUE(xvfb.exitStatus() == QProcess::NormalExit && xvfb.exitCode() == 0)
-        << ReadFile(work / "output.txt");
+        first.X11("xdotool windowsize " + id + " 640 360 windowmove " + id + " 150 110");
+        EXPECT_TRUE(PumpUntil([&] {
+            left = first.Geometry(id);
+            return left[2] - left[0] == 640 && left[3] - left[1] == 360;
+        }));
+        ASSERT_TRUE(first.Stop()) << first.Log();
+    }
     // Every row left through the log at the end: the banner and the client.
     const std::string log = ReadFile(work / "Quaylon.log");
     EXPECT_NE(log.find("Quaylon V3.80"), std::string::npos) << log;
     EXPECT_NE(log.find("127.0.0.1 " + (out / "hello.bin")), std::string::npos) << log;
+    EXPECT_EQ(StoredRect(config), left) << "what is stored is the rectangle on the screen";
+
+    // Started again, it shows and stores the same rectangle.
+    WindowProgram again(work, args);
+    const std::string id = again.WaitForWindow();
+    ASSERT_FALSE(id.empty()) << again.Log();
+    Rect shown{};
+    PumpUntil([&] { return (shown = again.Geometry(id)) == left; }, 5000);
+    EXPECT_EQ(shown, left);
+    ASSERT_TRUE(again.Stop()) << again.Log();
+    EXPECT_EQ(StoredRect(config), left);
 }

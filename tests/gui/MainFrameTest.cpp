@@ -1,16 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
+#include <QClipboard>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QStatusTipEvent>
 #include <QSystemTrayIcon>
 #include <QTabWidget>
 #include <QTimer>
-#include <algorithm>
+#include <QToolTip>
 
 #include "GuiServer.h"
 #include "console/qt/About.h"
@@ -33,7 +37,7 @@ QPushButton* DecisionButton(const QString& text) {
 
 }  // namespace
 
-TEST(MainFrame, CommandsDecisionsTitleAboutAlertBoxAndTrayIconFallbackShowAndClose) {
+TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIconAndClose) {
     GuiServer s;
     ASSERT_TRUE(s.Start());
     CMainFrame& f = *s.frame;
@@ -51,17 +55,64 @@ TEST(MainFrame, CommandsDecisionsTitleAboutAlertBoxAndTrayIconFallbackShowAndClo
     emit f.menuBar()->actions()[0]->menu()->aboutToShow();
     EXPECT_EQ(stopAndStart(), std::pair(false, true));
 
-    const QList<QLabel*> labels = f.statusBar()->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
-        return label->isVisible() && label->text() == "For Help, press F1, press F12 for Music :)";
-    }));
-
     EXPECT_EQ(f.windowTitle(), QString("Quaylon - 127.0.0.1.%1").arg(s.port));
-    const std::uint16_t second = FreeUdpPort();
-    s.app.Port = std::to_string(second);
-    s.app.PortChanged();
-    EXPECT_EQ(f.windowTitle(), QString("Quaylon - 127.0.0.1.%1").arg(second));
-    s.port = second;
+
+    QStringList keys;
+    for (const QAction* action : f.actions()) {
+        if (!action->shortcut().isEmpty()) {
+            keys << action->shortcut().toString();
+        }
+    }
+    for (const char* key :
+         {"Ctrl+A", "Ctrl+G", "Ctrl+O", "Ctrl+S", "Ctrl+U", "F1", "Shift+F1", "F12"}) {
+        EXPECT_TRUE(keys.contains(key)) << key;
+    }
+    // Reset Columns: the widths as given, and the last column takes the rest.
+    CNewView& view = s.View();
+    view.setColumnWidth(0, 400);
+    f.m_pResetColumns->trigger();
+    int sum = 0;
+    for (int column = 0; column < 6; ++column) {
+        if (column < 5) {
+            EXPECT_EQ(view.columnWidth(column), CSettings::kDefaultWidths[column]);
+        }
+        sum += view.columnWidth(column);
+    }
+    EXPECT_EQ(sum, view.viewport()->width()) << "no blank strip";
+
+    // A cut cell tells its whole text; rows copy as tab-separated lines.
+    const std::string longName(80, 'n');
+    s.NewClient(5, "10.0.0.5");
+    s.app.m_Status.text = longName;
+    s.app.NotifyView(STATUS_FILE, 5);
+    s.NewClient(6, "10.0.0.6");
+    s.Model().FlushChanges();
+    const QRect cell = view.visualRect(s.Model().index(0, 1));
+    QHelpEvent tip(QEvent::ToolTip, cell.center(), view.viewport()->mapToGlobal(cell.center()));
+    QApplication::sendEvent(view.viewport(), &tip);
+    EXPECT_EQ(QToolTip::text().toStdString(), longName);
+    view.selectAll();
+    QKeyEvent copy(QEvent::KeyPress, Qt::Key_C, Qt::ControlModifier);
+    QApplication::sendEvent(&view, &copy);
+    const QStringList lines = QApplication::clipboard()->text().split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_TRUE(lines[0].startsWith("10.0.0.5\t" + QString::fromStdString(longName) + "\t"));
+    EXPECT_TRUE(lines[1].startsWith("10.0.0.6\t"));
+
+    // A prompt takes the idle text's place, at the same spot.
+    QLabel* status = f.statusBar()->findChild<QLabel*>();
+    ASSERT_TRUE(status);
+    const QString idle = "For Help, press F1, press F12 for Music :)";
+    EXPECT_EQ(status->text(), idle);
+    const int x = status->mapTo(&f, QPoint()).x();
+    QStatusTipEvent prompt("Setup server parameters");
+    QApplication::sendEvent(&f, &prompt);
+    EXPECT_EQ(status->text(), "Setup server parameters");
+    EXPECT_TRUE(status->isVisible());
+    EXPECT_EQ(status->mapTo(&f, QPoint()).x(), x);
+    QStatusTipEvent none("");
+    QApplication::sendEvent(&f, &none);
+    EXPECT_EQ(status->text(), idle);
 
     // About opens on the version page; a second command neither makes another sheet nor turns
     // this one's page.

@@ -1,25 +1,32 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
-
+#include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
+#include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
+#include <QTabBar>
 #include <QTabWidget>
+#include <array>
+#include <filesystem>
 
 #include "GuiServer.h"
 #include "console/qt/AddressPage.h"
 #include "console/qt/ClientsPage.h"
+#include "console/qt/DecisionDlg.h"
 #include "console/qt/DirectoryPages.h"
 #include "console/qt/ICMPEnable.h"
 #include "console/qt/Options.h"
+#include "console/qt/OptionsPage.h"
 #include "console/qt/OtherPage.h"
 #include "console/qt/ThreadsPage.h"
-#include "server/ListenSocket.h"
 
 namespace {
 
@@ -37,6 +44,58 @@ void Open(COptions& sheet, QWidget* page) {
     sheet.Tabs()->setCurrentWidget(page);
 }
 
+// Every text of the widget's visible children that is narrower than what it needs, named.
+std::vector<std::string> ClippedTexts(const QWidget* top) {
+    std::vector<std::string> clipped;
+    const auto check = [&clipped](const QWidget* w, const QString& text, int need) {
+        if (w->isVisible() && w->width() < need) {
+            clipped.push_back(text.toStdString() + ": " + std::to_string(w->width()) + " < " +
+                              std::to_string(need));
+        }
+    };
+    for (const QAbstractButton* b : top->findChildren<QAbstractButton*>()) {
+        check(b, b->text(), b->sizeHint().width());
+    }
+    for (const QLabel* l : top->findChildren<QLabel*>()) {
+        check(l, l->text(), l->wordWrap() ? 0 : l->sizeHint().width());
+    }
+    for (const QGroupBox* g : top->findChildren<QGroupBox*>()) {
+        check(g, g->title(), g->fontMetrics().horizontalAdvance(g->title()) + 16);
+    }
+    for (const QTabBar* t : top->findChildren<QTabBar*>()) {
+        check(t, "tab bar", t->sizeHint().width());
+    }
+    for (const SliderScale* s : top->findChildren<SliderScale*>()) {
+        if (!s->isVisible()) {
+            continue;
+        }
+        // Each figure within the gap to its neighbours' figures.
+        const std::vector<int> centres = s->TickCentres();
+        const QStringList figures = s->Figures();
+        for (int i = 0; i + 1 < figures.size(); ++i) {
+            const int room =
+                centres[static_cast<std::size_t>(i) + 1] - centres[static_cast<std::size_t>(i)];
+            const int need = (s->fontMetrics().horizontalAdvance(figures[i]) +
+                              s->fontMetrics().horizontalAdvance(figures[i + 1])) /
+                             2;
+            if (room <= need) {
+                clipped.push_back(s->Text().toStdString() + " at " + figures[i].toStdString());
+            }
+        }
+    }
+    return clipped;
+}
+
+// curl's whole answer for a read of name from port, pumping Qt's loop meanwhile.
+std::string CurlRead(std::uint16_t port, const std::string& name, int seconds = 5) {
+    QProcess curl;
+    curl.start("curl",
+               {"-s", "-m", QString::number(seconds),
+                QString::fromStdString("tftp://127.0.0.1:" + std::to_string(port) + "/" + name)});
+    PumpUntil([&] { return curl.state() == QProcess::NotRunning; }, 10000);
+    return curl.exitCode() == 0 ? curl.readAllStandardOutput().toStdString() : std::string();
+}
+
 // The server with the sheet made as Setup makes it, before it runs.
 class OptionsSheet : public testing::Test {
   protected:
@@ -48,7 +107,7 @@ class OptionsSheet : public testing::Test {
 
 }  // namespace
 
-TEST_F(OptionsSheet, EveryPageShowsItsSettingsAndStoresTheControls) {
+TEST_F(OptionsSheet, OnlyOpenedPagesStoreEveryPageShowsItsSettingsAndCancelStoresNothing) {
     s.app.bRenameDuplicate = 1;
     s.app.Timeout = "7";
     s.app.ADData = s.config / "rules.dat";
@@ -64,6 +123,16 @@ TEST_F(OptionsSheet, EveryPageShowsItsSettingsAndStoresTheControls) {
     EXPECT_EQ(captions.join(","),
               "Inbound,Outbound,Allow,Deny,Options,Client Limits,"
               "MultiThreading && Logging,ICMP Messages");
+    // Only the page open at the start stores.
+    QCheckBox* create = Box(sheet->m_pInbound, "Create paths as needed");
+    create->click();
+    EXPECT_FALSE(sheet->ApplyButton()->isEnabled()) << "this box does not mark the page";
+    sheet->OnApply();
+    EXPECT_EQ(s.app.bCreatePaths, 1);
+    EXPECT_EQ(s.app.nPriority, 4u);
+    EXPECT_EQ(s.app.IcmpFlags, 0xE003u);
+    EXPECT_FALSE(FileExists(s.app.ADData)) << "the rule pages were never opened";
+
     for (COptionsPage* page : sheet->Pages()) {
         Open(*sheet, page);
     }
@@ -107,26 +176,13 @@ TEST_F(OptionsSheet, EveryPageShowsItsSettingsAndStoresTheControls) {
     EXPECT_EQ(s.app.nPriority, 2u);
     EXPECT_EQ(s.app.LogFile, "");
     EXPECT_EQ(s.app.IcmpFlags, 0x3003u);
-}
 
-TEST_F(OptionsSheet, OnlyOpenedPagesStoreAndCancelKeepsWhatApplyStored) {
-    s.app.nPriority = 4;
-    s.app.IcmpFlags = 0x8000;
-    s.app.ADData = s.config / "rules.dat";
-    auto sheet = MakeSheet();
-    QCheckBox* create = Box(sheet->m_pInbound, "Create paths as needed");
-    create->click();
-    EXPECT_FALSE(sheet->ApplyButton()->isEnabled()) << "this box does not mark the page";
-    sheet->OnApply();
-    EXPECT_EQ(s.app.bCreatePaths, 1);
     create->click();
     sheet->reject();
     EXPECT_EQ(s.app.bCreatePaths, 1) << "Cancel undoes nothing Apply stored, stores nothing new";
-    EXPECT_EQ(s.app.nPriority, 4u);
-    EXPECT_EQ(s.app.IcmpFlags, 0x8000u);
-    EXPECT_FALSE(FileExists(s.app.ADData)) << "the rule pages were never opened";
 
     // The threads page accepted without a click turns the unset 4 into Automatic.
+    s.app.nPriority = 4;
     sheet = MakeSheet();
     Open(*sheet, sheet->m_pThreads);
     sheet->OnApply();
@@ -255,4 +311,79 @@ TEST_F(OptionsSheet, AddressEntryMakesRulesAndTheFileFollowsAtOnce) {
     EXPECT_EQ(s.app.m_AllowList, std::list<std::string>{"127.0.0.*"});
     EXPECT_EQ(s.app.m_DenyList, std::list<std::string>{"10.0.0.1"});
     EXPECT_EQ(s.app.bDeny, 1u);
+}
+
+TEST_F(OptionsSheet, APortChangeMovesTheListenerAtOnceCurlIsServedThereAndThePortIsStored) {
+    const std::string bytes = PatternBytes(2000, 3);
+    WriteFile(s.out / "hello.bin", bytes);
+    ASSERT_TRUE(CurlRead(s.port, "hello.bin") == bytes);
+    s.View().OnTimer();  // the finished client leaves the table
+
+    // No client: the new port is served while the sheet stays open.
+    const std::uint16_t first = s.port, second = FreeUdpPort();
+    auto sheet = MakeSheet();
+    Open(*sheet, sheet->m_pOther);
+    sheet->m_pOther->PortEdit()->setText(QString::number(second));
+    sheet->OnApply();
+    EXPECT_EQ(s.frame->windowTitle(), QString("Quaylon - 127.0.0.1.%1").arg(second));
+    EXPECT_TRUE(CurlRead(second, "hello.bin") == bytes);
+    EXPECT_TRUE(CurlRead(first, "hello.bin", 1).empty()) << "the old port no longer serves";
+    s.View().OnTimer();
+
+    // A client being served: the decision box asks, and "Drop Clients" moves the port.
+    s.port = second;
+    auto hanging = s.HangingRead();
+    ASSERT_TRUE(hanging);
+    const std::uint16_t third = FreeUdpPort();
+    sheet->m_pOther->PortEdit()->setText(QString::number(third));
+    sheet->OnApply();
+    ASSERT_TRUE(s.app.m_pPortChangeDlg);
+    CDecisionDlg* box = s.op.DialogOf(*s.app.m_pPortChangeDlg);
+    ASSERT_TRUE(box && box->isVisible());
+    EXPECT_TRUE(CurlRead(second, "hello.bin") == bytes) << "the old port serves until decided";
+    box->accept();
+    s.Pump();
+    EXPECT_FALSE(s.app.m_pPortChangeDlg);
+    EXPECT_TRUE(CurlRead(third, "hello.bin") == bytes);
+    // --port had said this run only, the sheet says for good.
+    s.app.SaveSettings();
+    const std::string saved = ReadFile(s.config / "registry.reg");
+    EXPECT_NE(saved.find("\"Port\"=\"" + std::to_string(third) + "\""), std::string::npos) << saved;
+}
+
+TEST_F(OptionsSheet, EveryPageAtThisScaleAndTwiceItShowsEveryTextWhole) {
+    const int percent = static_cast<int>(qApp->devicePixelRatio() * 100 + 0.5);
+    const std::filesystem::path dir =
+        std::filesystem::current_path() / "sheet-shots" / std::to_string(percent);
+    std::filesystem::create_directories(dir);
+    std::cout << "screenshots in " << dir.string() << "\n";
+
+    COptions sheet(s.app, s.frame.get());
+    sheet.show();
+    for (int i = 0; i < sheet.Tabs()->count(); ++i) {
+        sheet.Tabs()->setCurrentIndex(i);
+        s.Pump();
+        const QString caption = sheet.Pages()[static_cast<std::size_t>(i)]->Caption();
+        const QString name = QString("%1-%2.png").arg(i + 1).arg(caption).replace(' ', '-');
+        EXPECT_TRUE(sheet.grab().save(QString::fromStdString((dir / name.toStdString()).string())));
+        for (const std::string& text : ClippedTexts(&sheet)) {
+            ADD_FAILURE() << caption.toStdString() << " at " << percent << "%: " << text;
+        }
+    }
+    EXPECT_TRUE(s.frame->grab().save(QString::fromStdString((dir / "main-window.png").string())));
+    sheet.close();
+
+    // Twice the scale, as a desktop at 200% gives it, needs a process of its own.
+    if (qEnvironmentVariableIsEmpty("QT_SCALE_FACTOR")) {
+        QProcess twice;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_SCALE_FACTOR", "2");
+        twice.setProcessEnvironment(env);
+        twice.setProcessChannelMode(QProcess::MergedChannels);
+        twice.start(
+            QCoreApplication::applicationFilePath(),
+            {"--gtest_filter=OptionsSheet.EveryPageAtThisScaleAndTwiceItShowsEveryTextWhole"});
+        ASSERT_TRUE(PumpUntil([&] { return twice.state() == QProcess::NotRunning; }, 60000));
+        EXPECT_EQ(twice.exitCode(), 0) << twice.readAll().toStdString();
+    }
 }
