@@ -13,22 +13,24 @@
 #include "console/qt/VersionDlg.h"
 #include "support/LoopbackHttpServer.h"
 
-TEST(VersionDlg, CheckVersionFetchesTheNewerProgramAndAsksToInstallIt) {
-    LoopbackHttpServer server({HttpResponse("<!Current Version=3.90><!Available From=/q><!Size=4>"),
+TEST(VersionDlg, CheckVersionReadsTheNewerPageFetchesTheProgramAndAsksToInstallIt) {
+    // Tags in any case, notes shown as they come, and the size read up to its first non-digit.
+    LoopbackHttpServer server({HttpResponse("<!Note=Faster><!current version=Quaylon V3.81>"
+                                            "<!AVAILABLE FROM=/get/new.bin><!Note=Read me>"
+                                            "<!SiZe=4 bytes>"),
                                HttpResponse("new!")});
     setenv("QUAYLON_UPDATE_SERVER", server.Address().c_str(), 1);
     GuiServer s;
     setenv("XDG_CONFIG_HOME", s.config.Path().c_str(), 1);
     ASSERT_TRUE(s.Start());
-    TempDir programDir;
-    s.app.m_AppPath = programDir / "quaylon";
+    s.app.m_AppPath = s.out / "quaylon";
 
     // Answers whatever modal box is up, a step a tick: a box by its text, the dialog by
     // "Download" once it is enabled and by "Cancel" once the install is settled. Bounded: after
     // ten seconds everything is refused.
     QStringList boxes;
     QString lines;
-    bool bProgressShown = false;
+    int progressRange = -1;  // once "Download" is clicked, the bar's range if it shows
     int ticks = 0;
     QTimer driver;
     QObject::connect(&driver, &QTimer::timeout, [&] {
@@ -41,7 +43,7 @@ TEST(VersionDlg, CheckVersionFetchesTheNewerProgramAndAsksToInstallIt) {
             qobject_cast<QDialog*>(modal)->reject();
         } else if (dialog != nullptr && dialog->DownloadButton()->isEnabled()) {
             dialog->DownloadButton()->click();
-            bProgressShown = dialog->Progress()->isVisible();
+            progressRange = dialog->Progress()->isVisible() ? dialog->Progress()->maximum() : -1;
         } else if (dialog != nullptr && boxes.size() == 3) {
             lines = dialog->Edit()->toPlainText();
             dialog->accept();
@@ -55,10 +57,19 @@ TEST(VersionDlg, CheckVersionFetchesTheNewerProgramAndAsksToInstallIt) {
                                   "Do you want to install the new version now ?",
                                   "Please close Quaylon and then close Windows to install the "
                                   "new software"}));
-    EXPECT_TRUE(lines.contains("Latest Version : 3.90\nSize : 4\n")) << lines.toStdString();
-    EXPECT_TRUE(lines.endsWith(QString::fromStdString(
-        "File received, " + std::to_string(HttpResponse("new!").size()) + " bytes long\n")));
-    EXPECT_TRUE(bProgressShown);
-    EXPECT_EQ(ReadFile(programDir / "NewQuaylon.exe"), "new!");
+    const std::string connect =
+        "Attempting connection to server ...\nConnected to server, getting data ...\n"
+        "Connection with server closed\n";
+    EXPECT_EQ(lines.toStdString(), connect + "Faster\nRead me\nLatest Version : Quaylon V3.81\n" +
+                                       "Size : 4\n" + connect + "File received, " +
+                                       std::to_string(HttpResponse("new!").size()) +
+                                       " bytes long\n");
+    EXPECT_EQ(progressRange, 4);
+    const std::string host = "Host: " + server.Address() + "\r\nAccept : */*\r\n\r\n";
+    EXPECT_EQ(server.Requests(),
+              (std::vector<std::string>{"GET /version.htm HTTP/1.1\r\n" + host,
+                                        "GET /get/new.bin HTTP/1.1\r\n" + host}));
+    EXPECT_EQ(ReadFile(s.out / "NewQuaylon.exe"), "new!");
+    EXPECT_FALSE(FileExists(s.out / "NewQuaylon.tmp"));
     EXPECT_TRUE(FileExists(s.config / "autostart/NewQuaylon.desktop"));
 }

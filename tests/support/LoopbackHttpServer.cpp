@@ -2,20 +2,8 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <algorithm>
-
-namespace {
-
-bool Readable(int fd) {
-    pollfd p{fd, POLLIN, 0};
-    return poll(&p, 1, 5000) == 1;
-}
-
-}  // namespace
 
 LoopbackHttpServer::LoopbackHttpServer(std::vector<std::string> responses)
     : m_listen(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -23,26 +11,24 @@ LoopbackHttpServer::LoopbackHttpServer(std::vector<std::string> responses)
     addr.sin_family = AF_INET;
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t len = sizeof addr;
+    // Bounds accept and, handed down to each connection, recv.
+    const timeval limit{5, 0};
+    setsockopt(m_listen, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     bind(m_listen, reinterpret_cast<sockaddr*>(&addr), len);
     listen(m_listen, 4);
     getsockname(m_listen, reinterpret_cast<sockaddr*>(&addr), &len);
     m_port = ntohs(addr.sin_port);
     m_thread = std::thread([this, responses = std::move(responses)] {
         for (const std::string& response : responses) {
-            const int fd = Readable(m_listen) ? accept4(m_listen, nullptr, nullptr, 0) : -1;
+            const int fd = accept4(m_listen, nullptr, nullptr, SOCK_CLOEXEC);
             if (fd < 0) {
                 return;
             }
-            std::string request;
+            std::string& request = m_requests.emplace_back();
             char buffer[1024];
-            ssize_t n = 1;
-            while (request.find("\r\n\r\n") == std::string::npos && n > 0 && Readable(fd)) {
+            for (ssize_t n = 1; n > 0 && request.find("\r\n\r\n") == std::string::npos;) {
                 n = recv(fd, buffer, sizeof buffer, 0);
-                request.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
-            }
-            {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_requests.push_back(request);
+                request.append(buffer, n > 0 ? static_cast<std::size_t>(n) : 0);
             }
             send(fd, response.data(), response.size(), MSG_NOSIGNAL);  // blocks until all is out
             close(fd);
@@ -53,17 +39,18 @@ LoopbackHttpServer::LoopbackHttpServer(std::vector<std::string> responses)
 LoopbackHttpServer::~LoopbackHttpServer() {
     // Wakes a thread still waiting for a connection.
     shutdown(m_listen, SHUT_RDWR);
-    m_thread.join();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
     close(m_listen);
 }
 
-std::vector<std::string> LoopbackHttpServer::Requests() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+const std::vector<std::string>& LoopbackHttpServer::Requests() {
+    m_thread.join();
     return m_requests;
 }
 
-std::string HttpResponse(const std::string& body, long long contentLength) {
-    const std::string length =
-        contentLength < 0 ? "" : "Content-Length: " + std::to_string(contentLength) + "\r\n";
-    return "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n" + length + "\r\n" + body;
+std::string HttpResponse(const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\n\r\n" + body;
 }

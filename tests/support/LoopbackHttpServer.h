@@ -1,14 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 // An HTTP server on 127.0.0.1 for the version check. Each connection, in turn, gets the next
-// canned response once its request has come (up to the blank line) and is then closed; an empty
-// response closes it without a byte. It gives up on a client that is silent for 5 seconds.
+// canned response once its request has come (up to the blank line) and is then closed. It gives
+// up on a client that is silent for 5 seconds.
 class LoopbackHttpServer {
   public:
     explicit LoopbackHttpServer(std::vector<std::string> responses);
@@ -16,18 +15,15 @@ class LoopbackHttpServer {
 
     // "127.0.0.1:port", as QUAYLON_UPDATE_SERVER takes it.
     std::string Address() const { return "127.0.0.1:" + std::to_string(m_port); }
-    std::vector<std::string> Requests() const;
+    // The requests that came, once every response has gone out.
+    const std::vector<std::string>& Requests();
 
   private:
     int m_listen;
     std::uint16_t m_port = 0;
-    mutable std::mutex m_mutex;
     std::vector<std::string> m_requests;
     std::thread m_thread;
 };
 
-// "HTTP/1.1 200 OK" with a Content-Length for the body, or with none when it is negative.
-std::string HttpResponse(const std::string& body, long long contentLength);
-inline std::string HttpResponse(const std::string& body) {
-    return HttpResponse(body, static_cast<long long>(body.size()));
-}
+// "HTTP/1.1 200 OK" with a Content-Length for the body.
+std::string HttpResponse(const std::string& body);
