@@ -25,6 +25,7 @@ constexpr std::size_t kStackBytes = 128 * 1024;
 // Idle threads kept, and how long one waits for a run before it ends.
 constexpr std::size_t kMaxIdle = 64;
 constexpr auto kIdleLife = std::chrono::seconds(30);
+constexpr std::ptrdiff_t kSpares = 4;
 
 class ThreadPool {
   public:
@@ -96,13 +97,14 @@ class ThreadPool {
         return nullptr;
     }
 
-    // When no idle thread is left, one more is made here, off the path of the next request.
+    // Idle threads are topped up here, off the path of the next request; a few are kept ahead
+    // because a burst of requests takes threads faster than one spare at a time can start.
     void KeepSpare() {
         {
             std::lock_guard<std::mutex> lock(m_mutex);
-            const bool bFree =
-                std::any_of(m_idle.begin(), m_idle.end(), [](const auto& p) { return !p->pRun; });
-            if (bFree || m_nSparesStarting > 0) {
+            const auto nFree =
+                std::count_if(m_idle.begin(), m_idle.end(), [](const auto& p) { return !p->pRun; });
+            if (nFree + m_nSparesStarting >= kSpares) {
                 return;
             }
             ++m_nSparesStarting;
