@@ -18,7 +18,6 @@ inline void Require(bool bHolds, const char* property) {
 // In memory when /dev/shm is there, so that the store's fsync costs nothing.
 std::string ScratchParent();
 
-// Removes every entry of dir except the one named keep.
 void ClearDirectory(const std::string& dir, const std::string& keep = "");
 
 // The server core, never started, and the peer that its client sockets answer.

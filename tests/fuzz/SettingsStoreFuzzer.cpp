@@ -4,26 +4,10 @@
 #include <string>
 
 #include "fuzz/FuzzSupport.h"
-#include "settings/Settings.h"
+#include "support/StoredPlacement.h"
 #include "support/TempDir.h"
 
 namespace {
-
-struct Placement {
-    int bStored = 0;
-    int rect[4] = {};
-    std::uint32_t bMinimized = 0;
-    int widths[6] = {};
-    bool operator==(const Placement&) const = default;
-};
-
-Placement LoadPlacement(const CSettings& settings) {
-    Placement p;
-    p.bStored =
-        settings.LoadWindowPlacement(p.rect, &p.bMinimized, &p.widths[0], &p.widths[1],
-                                     &p.widths[2], &p.widths[3], &p.widths[4], &p.widths[5]);
-    return p;
-}
 
 // What SaveSettings writes of these values into an empty store: their text, for comparing.
 std::string Saved(CSettings settings, const TempDir& empty) {
@@ -51,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     WriteFile(store / "registry.reg", input);
 
     const CSettings loaded = Load(store);
-    const Placement placement = LoadPlacement(loaded);
+    const StoredPlacement placement = LoadPlacement(loaded);
     loaded.SaveSettings();
 
     if (FileExists(store / "registry.reg.bad")) {

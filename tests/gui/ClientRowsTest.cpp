@@ -73,14 +73,13 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     EXPECT_EQ(Cell(m, 0, Col::kResult), "Finished : Sending");
     EXPECT_EQ(RowColour(m, 0), QGuiApplication::palette().color(QPalette::WindowText));
 
-    // A client that timed out is red.
-    s.NewClient(800, "127.0.0.4");
+    s.Notify(STATUS_NEW_CLIENT, 800, "127.0.0.4");
     s.app.NotifyView(STATUS_DONE, 800);
     s.Notify(STATUS_TIMED_OUT, 800, "TimedOut : Sending");
     EXPECT_EQ(RowColour(m, 1), QColor(Qt::red));
 
     // A client whose end was never reported: the first idle tick sweeps its row yellow.
-    s.NewClient(900, "127.0.0.5");
+    s.Notify(STATUS_NEW_CLIENT, 900, "127.0.0.5");
     EXPECT_EQ(RowColour(m, 2), QColor(Qt::blue));
     s.View().OnTimer();
     EXPECT_EQ(RowColour(m, 2), QColor(Qt::yellow));
@@ -89,7 +88,7 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     s.app.nMaxDisplayPos = 0;
     const int inserted = watch.inserted, removed = watch.removed;
     for (std::uint32_t serial = 1; serial <= 12; ++serial) {
-        s.NewClient(serial, "10.0.0." + std::to_string(serial));
+        s.Notify(STATUS_NEW_CLIENT, serial, "10.0.0." + std::to_string(serial));
     }
     ASSERT_EQ(m.rowCount(), 6);
     EXPECT_EQ(watch.inserted - inserted, 12);
@@ -99,7 +98,7 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     // Under Use Graphic the view paints a red frame and a blue bar, otherwise blue text.
     CNewView& view = s.View();
     view.setColumnWidth(Col::kStatus, 106);
-    s.NewClient(13, "127.0.0.1");
+    s.Notify(STATUS_NEW_CLIENT, 13, "127.0.0.1");
     s.app.m_Status.nPosition = 500;
     s.app.m_Status.nTotal = 1000;
     s.app.NotifyView(STATUS_PROGRESS, 13);
@@ -122,7 +121,6 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     EXPECT_EQ(at(x + 48, mid), QColor(Qt::blue));
     EXPECT_NE(at(x + 49, mid), QColor(Qt::blue));
 
-    // Without the graphic the figures are text, in blue.
     s.frame->m_pUseGraphic->trigger();
     ASSERT_FALSE(view.UseGraphic());
     view.viewport()->update();
@@ -132,9 +130,7 @@ TEST(ClientRows, RowsTurnPlainRedOrYellowTheOldestLeaveAtTheLimitAndProgressShow
     const int inked = Inked(shot, cell, QColor(Qt::blue));
     EXPECT_GT(inked, 0);
     EXPECT_LT(inked, 47 * (cell.height() - 2) / 2) << "text, not a bar";
-}
 
-TEST(ProgressBar, GeometryFollowsThePercentageAndTheCellWidth) {
     // 0 % draws as 1 %: on a cell of 406 the bar ends 4 pixels past x - 1.
     StatusBarGeometry g = StatusBarFor("%0, 0", true, 100, 406, 10, 26);
     ASSERT_TRUE(g.bDrawn && g.bHasBar);

@@ -9,7 +9,7 @@
 #include <regex>
 
 #include "GuiServer.h"
-#include "settings/Settings.h"
+#include "support/StoredPlacement.h"
 
 namespace {
 
@@ -95,12 +95,7 @@ class WindowProgram {
 Rect StoredRect(const TempDir& config) {
     CSettings settings;
     settings.m_ConfigDir = config.Path();
-    Rect rect{};
-    std::uint32_t bMinimized = 0;
-    int c[6];
-    settings.LoadWindowPlacement(rect.data(), &bMinimized, &c[0], &c[1], &c[2], &c[3], &c[4],
-                                 &c[5]);
-    return rect;
+    return LoadPlacement(settings).rect;
 }
 
 }  // namespace

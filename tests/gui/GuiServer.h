@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QColor>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -13,8 +12,7 @@
 #include "console/qt/QtOperator.h"
 #include "support/ServerHarness.h"
 
-// The window's operator, but message boxes and questions are noted (and answered) instead of
-// waiting for a click.
+// The window's operator, noting message boxes and answering questions without a click.
 class RecordingOperator : public QtOperator {
   public:
     void ShowMessage(const std::string& text, BoxIcon) override { messages.push_back(text); }
@@ -39,13 +37,8 @@ class GuiServer : public QtParts, public InProcessServer {
     GuiServer() : InProcessServer(loop, op) {}
     ~GuiServer() override;
 
-    // Init, then the main window, shown.
     bool Start();
-    // Runs what Qt has ready, deferred deletions included.
     void Pump() override;
-    void NewClient(std::int32_t serial, const std::string& text) {
-        Notify(STATUS_NEW_CLIENT, serial, text);
-    }
 
     CNewView& View() const { return *frame->View(); }
     ClientListItemModel& Model() const { return frame->View()->ItemModel(); }
@@ -53,7 +46,6 @@ class GuiServer : public QtParts, public InProcessServer {
     std::unique_ptr<CMainFrame> frame;
 };
 
-// Pumps until done() holds, at most timeoutMs; the last answer of done().
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000);
 
 inline QString Cell(const ClientListItemModel& model, int row, int column) {

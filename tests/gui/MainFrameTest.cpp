@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
@@ -8,6 +9,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QStatusTipEvent>
@@ -15,10 +19,15 @@
 #include <QTabWidget>
 #include <QTimer>
 #include <QToolTip>
+#include <QTreeWidget>
+#include <cstdlib>
 
 #include "GuiServer.h"
 #include "console/qt/About.h"
 #include "console/qt/DecisionDlg.h"
+#include "console/qt/IcmpReport.h"
+#include "console/qt/VersionDlg.h"
+#include "support/LoopbackHttpServer.h"
 
 namespace {
 
@@ -37,7 +46,7 @@ QPushButton* DecisionButton(const QString& text) {
 
 }  // namespace
 
-TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIconAndClose) {
+TEST(MainFrame, CommandsKeysColumnsCellsStatusDecisionsAboutAlertTrayIcmpVersionAndClose) {
     GuiServer s;
     ASSERT_TRUE(s.Start());
     CMainFrame& f = *s.frame;
@@ -82,10 +91,9 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIcon
 
     // A cut cell tells its whole text; rows copy as tab-separated lines.
     const std::string longName(80, 'n');
-    s.NewClient(5, "10.0.0.5");
-    s.app.m_Status.text = longName;
-    s.app.NotifyView(STATUS_FILE, 5);
-    s.NewClient(6, "10.0.0.6");
+    s.Notify(STATUS_NEW_CLIENT, 5, "10.0.0.5");
+    s.Notify(STATUS_FILE, 5, longName);
+    s.Notify(STATUS_NEW_CLIENT, 6, "10.0.0.6");
     s.Model().FlushChanges();
     const QRect cell = view.visualRect(s.Model().index(0, 1));
     QHelpEvent tip(QEvent::ToolTip, cell.center(), view.viewport()->mapToGlobal(cell.center()));
@@ -114,8 +122,7 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIcon
     QApplication::sendEvent(&f, &none);
     EXPECT_EQ(status->text(), idle);
 
-    // About opens on the version page; a second command neither makes another sheet nor turns
-    // this one's page.
+    // About opens on the version page; a second command reuses the sheet and leaves its page.
     f.m_pAboutAction->trigger();
     QPointer<CAbout> sheet = f.About();
     ASSERT_TRUE(sheet && sheet->isVisible());
@@ -130,7 +137,6 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIcon
     f.m_pStartServing->trigger();
     auto peer = s.HangingRead();
     ASSERT_TRUE(peer);
-    // Stop with a client running asks; the answer closes the box.
     const auto stopAndAnswer = [&](const QString& answer) {
         f.m_pStopServing->trigger();
         QPushButton* button = DecisionButton(answer);
@@ -154,21 +160,20 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIcon
     peer->Reply(tftp::Ack(2));
     EXPECT_FALSE(peer->Receive(100)) << "the dropped client gets nothing more";
 
-    // The alert box shows while minimised with the option on, a key hides it and the idle tick
-    // destroys it.
+    // The alert box shows only while minimised with the option on.
     s.app.bShowAlert = 1;
-    s.NewClient(2, "10.0.0.2");
+    s.Notify(STATUS_NEW_CLIENT, 2, "10.0.0.2");
     EXPECT_EQ(s.View().AlertBox(), nullptr) << "the frame is on the screen";
 
     s.frame->showMinimized();
     s.Pump();
     ASSERT_TRUE(s.frame->isMinimized());
     s.app.bShowAlert = 0;
-    s.NewClient(3, "10.0.0.3");
+    s.Notify(STATUS_NEW_CLIENT, 3, "10.0.0.3");
     EXPECT_EQ(s.View().AlertBox(), nullptr) << "the option is off";
 
     s.app.bShowAlert = 1;
-    s.NewClient(4, "10.0.0.4");
+    s.Notify(STATUS_NEW_CLIENT, 4, "10.0.0.4");
     QPointer<CAlertBox> box = s.View().AlertBox();
     ASSERT_TRUE(box);
     EXPECT_TRUE(box->isVisible());
@@ -206,8 +211,90 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusTextDecisionsAboutAlertBoxTrayIcon
     EXPECT_FALSE(s.frame->isMinimized());
     EXPECT_FALSE(s.frame->TrayIconShown());
 
+    // Without the right to a raw socket there is no monitor, and the command says so.
+    s.app.IcmpFlags = 0x0001 | 0x0010;  // echo reply and echo request
+    s.View().OnInitialUpdate();
+    f.UpdateCommandUI();
+    EXPECT_EQ(f.m_pIcmpReport->isEnabled(), s.View().IcmpReport() != nullptr);
+    if (CIcmpReport* report = s.View().IcmpReport()) {
+        ASSERT_EQ(std::system("ping -c 1 -W 5 127.0.0.1 > /dev/null"), 0);
+        const QTreeWidget& list = *report->List();
+        const auto rowOf = [&list](const QString& message) {
+            const auto found = list.findItems(message, Qt::MatchExactly, 2);
+            return found.isEmpty() || found[0]->text(0) != "127.0.0.1"
+                       ? -1
+                       : list.indexOfTopLevelItem(found[0]);
+        };
+        ASSERT_TRUE(
+            PumpUntil([&] { return rowOf("Echo Reply") >= 0 && rowOf("Echo request") >= 0; }));
+        // Newest first: the kernel's reply above the request it answers.
+        EXPECT_LT(rowOf("Echo Reply"), rowOf("Echo request"));
+        EXPECT_FALSE(report->isVisible());
+        f.m_pIcmpReport->trigger();
+        EXPECT_TRUE(report->isVisible());
+        f.m_pIcmpReport->trigger();
+        EXPECT_FALSE(report->isVisible());
+    }
+
+    // Tags in any case, notes shown as they come, and the size read up to its first non-digit.
+    LoopbackHttpServer server({HttpResponse("<!Note=Faster><!current version=Quaylon V3.81>"
+                                            "<!AVAILABLE FROM=/get/new.bin><!Note=Read me>"
+                                            "<!SiZe=4 bytes>"),
+                               HttpResponse("new!")});
+    setenv("QUAYLON_UPDATE_SERVER", server.Address().c_str(), 1);
+    setenv("XDG_CONFIG_HOME", s.config.Path().c_str(), 1);
+    s.app.m_AppPath = s.out / "quaylon";
+
+    // Answers whatever modal box is up, a step a tick: a box by its text, the dialog by
+    // "Download" once it is enabled and by "Cancel" once the install is settled. Bounded: after
+    // ten seconds everything is refused.
+    QStringList boxes;
+    QString notes;
+    int progressRange = -1;  // once "Download" is clicked, the bar's range if it shows
+    int ticks = 0;
+    QTimer driver;
+    QObject::connect(&driver, &QTimer::timeout, [&] {
+        QWidget* modal = QApplication::activeModalWidget();
+        auto* dialog = qobject_cast<CVersionDlg*>(modal);
+        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            boxes << box->text();
+            box->button(box->text().contains("?") ? QMessageBox::Yes : QMessageBox::Ok)->click();
+        } else if (++ticks > 500 && modal != nullptr) {
+            qobject_cast<QDialog*>(modal)->reject();
+        } else if (dialog != nullptr && dialog->DownloadButton()->isEnabled()) {
+            dialog->DownloadButton()->click();
+            progressRange = dialog->Progress()->isVisible() ? dialog->Progress()->maximum() : -1;
+        } else if (dialog != nullptr && boxes.size() == 3) {
+            notes = dialog->Edit()->toPlainText();
+            dialog->accept();
+        }
+    });
+    driver.start(20);
+    f.m_pCheckVersion->trigger();
+    unsetenv("QUAYLON_UPDATE_SERVER");
+
+    EXPECT_EQ(boxes, (QStringList{"Are you connected to the Internet ?",
+                                  "Do you want to install the new version now ?",
+                                  "Please close Quaylon and then close Windows to install the "
+                                  "new software"}));
+    const std::string connect =
+        "Attempting connection to server ...\nConnected to server, getting data ...\n"
+        "Connection with server closed\n";
+    EXPECT_EQ(notes.toStdString(), connect + "Faster\nRead me\nLatest Version : Quaylon V3.81\n" +
+                                       "Size : 4\n" + connect + "File received, " +
+                                       std::to_string(HttpResponse("new!").size()) +
+                                       " bytes long\n");
+    EXPECT_EQ(progressRange, 4);
+    const std::string host = "Host: " + server.Address() + "\r\nAccept : */*\r\n\r\n";
+    EXPECT_EQ(server.Requests(),
+              (std::vector<std::string>{"GET /version.htm HTTP/1.1\r\n" + host,
+                                        "GET /get/new.bin HTTP/1.1\r\n" + host}));
+    EXPECT_EQ(ReadFile(s.out / "NewQuaylon.exe"), "new!");
+    EXPECT_FALSE(FileExists(s.out / "NewQuaylon.tmp"));
+    EXPECT_TRUE(FileExists(s.config / "autostart/NewQuaylon.desktop"));
+
     // Close ends the program's loop at once and leaves the rows out of the log.
-    s.NewClient(4, "10.0.0.4");
+    s.Notify(STATUS_NEW_CLIENT, 4, "10.0.0.4");
     QTimer::singleShot(0, items[1], &QAction::trigger);
     QObject guard;
     QTimer::singleShot(5000, &guard, [] { QApplication::exit(2); });

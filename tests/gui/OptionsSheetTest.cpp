@@ -40,10 +40,6 @@ QCheckBox* Box(QWidget* page, const QString& text) {
     return new QCheckBox(page);
 }
 
-void Open(COptions& sheet, QWidget* page) {
-    sheet.Tabs()->setCurrentWidget(page);
-}
-
 // Every text of the widget's visible children that is narrower than what it needs, named.
 std::vector<std::string> ClippedTexts(const QWidget* top) {
     std::vector<std::string> clipped;
@@ -66,13 +62,10 @@ std::vector<std::string> ClippedTexts(const QWidget* top) {
         check(t, "tab bar", t->sizeHint().width());
     }
     for (const SliderScale* s : top->findChildren<SliderScale*>()) {
-        if (!s->isVisible()) {
-            continue;
-        }
         // Each figure within the gap to its neighbours' figures.
         const std::vector<int> centres = s->TickCentres();
         const QStringList figures = s->Figures();
-        for (int i = 0; i + 1 < figures.size(); ++i) {
+        for (int i = 0; s->isVisible() && i + 1 < figures.size(); ++i) {
             const int room =
                 centres[static_cast<std::size_t>(i) + 1] - centres[static_cast<std::size_t>(i)];
             const int need = (s->fontMetrics().horizontalAdvance(figures[i]) +
@@ -107,7 +100,7 @@ class OptionsSheet : public testing::Test {
 
 }  // namespace
 
-TEST_F(OptionsSheet, OnlyOpenedPagesStoreEveryPageShowsItsSettingsAndCancelStoresNothing) {
+TEST_F(OptionsSheet, PagesShowAndStoreOnlyWhenOpenedDuplicateBoxesExcludeBadPathsAreRefused) {
     s.app.bRenameDuplicate = 1;
     s.app.Timeout = "7";
     s.app.ADData = s.config / "rules.dat";
@@ -134,7 +127,7 @@ TEST_F(OptionsSheet, OnlyOpenedPagesStoreEveryPageShowsItsSettingsAndCancelStore
     EXPECT_FALSE(FileExists(s.app.ADData)) << "the rule pages were never opened";
 
     for (COptionsPage* page : sheet->Pages()) {
-        Open(*sheet, page);
+        sheet->Tabs()->setCurrentWidget(page);
     }
 
     EXPECT_EQ(sheet->m_pInbound->PathEdit()->text().toStdString(), s.in.Dir());
@@ -184,20 +177,17 @@ TEST_F(OptionsSheet, OnlyOpenedPagesStoreEveryPageShowsItsSettingsAndCancelStore
     // The threads page accepted without a click turns the unset 4 into Automatic.
     s.app.nPriority = 4;
     sheet = MakeSheet();
-    Open(*sheet, sheet->m_pThreads);
+    sheet->Tabs()->setCurrentWidget(sheet->m_pThreads);
     sheet->OnApply();
     EXPECT_EQ(s.app.nPriority, 3u);
-}
 
-TEST_F(OptionsSheet, DuplicateBoxesExcludeEachOther) {
     s.app.bRenameDuplicate = 1;
     s.app.bRenameExisting = 1;
     s.app.bRejectDuplicate = 1;  // as a store may hold it
-    auto sheet = MakeSheet();
+    sheet = MakeSheet();
     QCheckBox* rename = Box(sheet->m_pInbound, "Rename duplicate files");
     QCheckBox* existing = Box(sheet->m_pInbound, "Rename Existing");
     QCheckBox* reject = Box(sheet->m_pInbound, "Reject Duplicate Files");
-    // Checked, checked, enabled, checked.
     const auto state = [&] {
         return std::to_string(rename->isChecked()) + std::to_string(existing->isChecked()) +
                std::to_string(existing->isEnabled()) + std::to_string(reject->isChecked());
@@ -215,13 +205,11 @@ TEST_F(OptionsSheet, DuplicateBoxesExcludeEachOther) {
     EXPECT_EQ(state(), "0001");
     rename->click();
     EXPECT_EQ(state(), "1010");
-}
 
-TEST_F(OptionsSheet, RefusedAndEmptyDirectories) {
     const std::string oldIn = s.app.InPath;
-    auto sheet = MakeSheet();
-    Open(*sheet, sheet->m_pOutbound);
-    Open(*sheet, sheet->m_pOther);
+    sheet = MakeSheet();
+    sheet->Tabs()->setCurrentWidget(sheet->m_pOutbound);
+    sheet->Tabs()->setCurrentWidget(sheet->m_pOther);
     sheet->m_pInbound->PathEdit()->setText("/no/such/directory");
     Box(sheet->m_pInbound, "Allow Inbound Paths")->click();
     Box(sheet->m_pOutbound, "Enable Paths")->click();
@@ -266,12 +254,12 @@ TEST_F(OptionsSheet, RefusedAndEmptyDirectories) {
     EXPECT_EQ(s.app.bInboundPaths, 0);
 }
 
-TEST_F(OptionsSheet, AddressEntryMakesRulesAndTheFileFollowsAtOnce) {
+TEST_F(OptionsSheet, AddressRulesAndAPortChangeTakeEffectAtOnceAndCurlIsServedOnTheNewPort) {
     s.app.ADData = s.config / "rules.dat";
     s.app.m_DenyList = {"10.0.0.1"};
     auto sheet = MakeSheet();
     CAddressPage* allow = sheet->m_pAllow;
-    Open(*sheet, allow);
+    sheet->Tabs()->setCurrentWidget(allow);
     allow->OnAdd();  // an untouched entry is 0.0.0.0, a valid rule
     const auto enter = [allow](std::array<const char*, 4> fields) {
         for (int i = 0; i < 4; ++i) {
@@ -302,7 +290,7 @@ TEST_F(OptionsSheet, AddressEntryMakesRulesAndTheFileFollowsAtOnce) {
     // Opening only the deny page rewrites the whole file, the allow rules included.
     s.app.m_AllowList = {"127.0.0.*"};
     sheet = MakeSheet();
-    Open(*sheet, sheet->m_pDeny);
+    sheet->Tabs()->setCurrentWidget(sheet->m_pDeny);
     sheet->m_pDeny->Switch()->click();
     sheet->OnApply();
     s.app.m_AllowList.clear();
@@ -311,9 +299,7 @@ TEST_F(OptionsSheet, AddressEntryMakesRulesAndTheFileFollowsAtOnce) {
     EXPECT_EQ(s.app.m_AllowList, std::list<std::string>{"127.0.0.*"});
     EXPECT_EQ(s.app.m_DenyList, std::list<std::string>{"10.0.0.1"});
     EXPECT_EQ(s.app.bDeny, 1u);
-}
 
-TEST_F(OptionsSheet, APortChangeMovesTheListenerAtOnceCurlIsServedThereAndThePortIsStored) {
     const std::string bytes = PatternBytes(2000, 3);
     WriteFile(s.out / "hello.bin", bytes);
     ASSERT_TRUE(CurlRead(s.port, "hello.bin") == bytes);
@@ -321,8 +307,8 @@ TEST_F(OptionsSheet, APortChangeMovesTheListenerAtOnceCurlIsServedThereAndThePor
 
     // No client: the new port is served while the sheet stays open.
     const std::uint16_t first = s.port, second = FreeUdpPort();
-    auto sheet = MakeSheet();
-    Open(*sheet, sheet->m_pOther);
+    sheet = MakeSheet();
+    sheet->Tabs()->setCurrentWidget(sheet->m_pOther);
     sheet->m_pOther->PortEdit()->setText(QString::number(second));
     sheet->OnApply();
     EXPECT_EQ(s.frame->windowTitle(), QString("Quaylon - 127.0.0.1.%1").arg(second));

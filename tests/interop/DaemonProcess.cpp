@@ -17,7 +17,6 @@
 extern char** environ;
 
 namespace {
-// Polls done() every 10 ms until it holds or the time is up; its last answer.
 bool PollUntil(const std::function<bool()>& done, int timeoutMs) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!done() && std::chrono::steady_clock::now() < deadline) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -22,15 +21,8 @@ class ChildProcess {
     // The exit status (128 + the signal's number if one ended it); nothing while it runs.
     std::optional<int> WaitExit(int timeoutMs = 5000);
     void Signal(int sig) const;
-    // SIGTERM, then the exit status, or -1 if it is still running after ten seconds.
-    int Stop() {
-        Signal(SIGTERM);
-        return WaitExit(10000).value_or(-1);
-    }
-    // Whether standard output holds the text within the time.
     bool WaitForStdout(const std::string& text, int timeoutMs = 5000);
     std::string Stdout();
-    // Reads the pipe empty and forgets what it held.
     void EmptyStdout() {
         Stdout();
         m_piped.clear();
@@ -55,8 +47,7 @@ class DaemonProcess : public ChildProcess {
         : ChildProcess((args.insert(args.begin(), QUAYLOND_PATH), args), bPipe) {}
 };
 
-// A daemon on a free port, started with args(*this) once port is set, that says it serves on
-// address; without args it serves out/ on 127.0.0.1 and receives into in/.
+// quaylond run with args(*this) once a free port is set, serving address (default: out/, in/).
 struct ServingDaemon {
     using ArgsFor = std::function<std::vector<std::string>(const ServingDaemon&)>;
     explicit ServingDaemon(const ArgsFor& args = {}, bool bPipe = false,

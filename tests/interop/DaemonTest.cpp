@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "interop/DaemonProcess.h"
+#include "platform/HostAddresses.h"
 
 namespace {
 
@@ -94,7 +95,6 @@ TEST(Daemon, PrintsEachClientOnceOtherCopiesEndSigusr1And2PauseAndResumeSigintEn
         RunClient({"curl", "-sS", "-o", d.scratch / "served.bin", d.Url("paused.bin")});
     EXPECT_EQ(served.status, 0) << served.err;
     EXPECT_TRUE(FileHolds(d.scratch / "served.bin", PatternBytes(2000)));
-    // The result reaches the row at the next tick, every five seconds.
     EXPECT_TRUE(d.process->WaitForStdout(d.out / "paused.bin | Finished : Sending", 15000))
         << d.process->Stdout();
 
@@ -107,8 +107,7 @@ TEST(Daemon, PrintsEachClientOnceOtherCopiesEndSigusr1And2PauseAndResumeSigintEn
     EXPECT_NE(log.find("Finished : Sending\r\n", row), std::string::npos) << log;
 }
 
-// Standard output full and unread, then with nobody at its other end: the server goes on serving,
-// counts what it could not print, and SIGHUP still ends it in order.
+// Standard output full and unread, then closed: serving goes on, lost lines are counted.
 TEST(DaemonOutput, UnreadPipeNeverStopsTheServerAndSighupEndsInOrder) {
     ServingDaemon d({}, true);
     ASSERT_TRUE(d.bServing) << d.process->Stderr();
@@ -140,6 +139,63 @@ TEST(DaemonOutput, UnreadPipeNeverStopsTheServerAndSighupEndsInOrder) {
     EXPECT_NE(log.find("Ready"), std::string::npos) << log;
     EXPECT_NE(log.find(d.out / "big.bin"), std::string::npos) << log;
     EXPECT_TRUE(FileExists(d.config / "registry.reg")) << "settings written at the end";
+}
+
+TEST(Daemon, ServesEveryAddressUnlessAnAddressIsChosen) {
+    const std::vector<std::string> addresses = LocalAddresses();
+    ASSERT_FALSE(addresses.empty());
+    ServingDaemon every(
+        [](const ServingDaemon& d) {
+            return std::vector<std::string>{"-O" + d.out.Dir(), "--port", std::to_string(d.port)};
+        },
+        false, "0.0.0.0");
+    ASSERT_TRUE(every.bServing) << "no announcement of 0.0.0.0";
+    // The list that -A numbers, on standard error as before.
+    EXPECT_NE(every.process->Stderr().find("  0  " + addresses[0] + "\n"), std::string::npos)
+        << every.process->Stderr();
+    // Loopback is no entry of that list, and is served all the same.
+    WriteFile(every.out / "hello.txt", "every address\n");
+    const ClientResult fetched =
+        RunClient({"curl", "-sS", "-o", every.scratch / "hello.txt", every.Url("hello.txt")});
+    EXPECT_EQ(fetched.status, 0) << fetched.err;
+    EXPECT_TRUE(FileHolds(every.scratch / "hello.txt", "every address\n"));
+    every.process->Signal(SIGTERM);
+    EXPECT_EQ(every.process->WaitExit(10000), 0);
+
+    // -A still serves the one address it numbers.
+    const ServingDaemon chosen(
+        [](const ServingDaemon& d) {
+            return std::vector<std::string>{"-A0", "--port", std::to_string(d.port)};
+        },
+        false, addresses[0]);
+    EXPECT_TRUE(chosen.bServing);
+}
+
+// With no -I, -O or --port: the port, the directory and both address lists come from the store.
+TEST(StoredSettings, PortDirectoryAndAddressListsFromTheStoreGovernRealClients) {
+    ServingDaemon d([](const ServingDaemon& d) {
+        WriteFile(d.config / "rules.dat", std::string("\1\0\0\0\x09", 5) + "127.0.0.*" +
+                                              std::string("\1\0\0\0\x09", 5) + "127.0.0.2");
+        WriteFile(d.config / "registry.reg",
+                  "Windows Registry Editor Version 5.00\n\n"
+                  "[HKEY_CURRENT_USER\\Software\\Orrelin\\Quaylon]\n\"OutPath\"=\"" +
+                      d.out.Dir() + "\"\n\"Port\"=\"" + std::to_string(d.port) +
+                      "\"\n\"ADData\"=\"" + (d.config / "rules.dat") +
+                      "\"\n\"bDelete\"=dword:0000070e\n\"bAllow\"=dword:00000001\n"
+                      "\"bDeny\"=dword:00000001\n");
+        return std::vector<std::string>{"--bind", "127.0.0.1", "--config-dir", d.config.Path()};
+    });
+    ASSERT_TRUE(d.bServing) << d.process->Stderr();
+    WriteFile(d.out / "f.bin", PatternBytes(1500));
+    const ClientResult get = RunClient({"curl", "-sS", "-o", d.scratch / "f.bin", d.Url("f.bin")});
+    EXPECT_EQ(get.status, 0) << get.err;
+    EXPECT_TRUE(FileHolds(d.scratch / "f.bin", PatternBytes(1500)));
+    // curl cannot speak from 127.0.0.2; the raw packet can.
+    EXPECT_EQ(ErrorFor(d.port, "f.bin", "127.0.0.2"), "Service not available");
+    d.process->Signal(SIGTERM);
+    EXPECT_EQ(d.process->WaitExit(10000), 0);
+    const std::string log = ReadFile(d.process->home / "Quaylon.log");
+    EXPECT_EQ(log.find("127.0.0.2"), std::string::npos) << "a refusal leaves no row: " << log;
 }
 
 }  // namespace

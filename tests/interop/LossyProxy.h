@@ -18,7 +18,6 @@ class LossyProxy {
     LossyProxy& operator=(const LossyProxy&) = delete;
 
     std::uint16_t Port() const { return m_port; }
-    // Datagrams dropped so far.
     int Dropped() const { return m_nDropped; }
 
   private:

@@ -5,9 +5,8 @@
 #include <thread>
 #include <vector>
 
-// An HTTP server on 127.0.0.1 for the version check. Each connection, in turn, gets the next
-// canned response once its request has come (up to the blank line) and is then closed. It gives
-// up on a client that is silent for 5 seconds.
+// An HTTP server on 127.0.0.1: each connection in turn gets the next canned response once its
+// request has come (up to the blank line), then is closed; 5 seconds of silence end the wait.
 class LoopbackHttpServer {
   public:
     explicit LoopbackHttpServer(std::vector<std::string> responses);
@@ -25,5 +24,4 @@ class LoopbackHttpServer {
     std::thread m_thread;
 };
 
-// "HTTP/1.1 200 OK" with a Content-Length for the body.
 std::string HttpResponse(const std::string& body);

@@ -11,7 +11,6 @@
 #include "support/TestDoubles.h"
 #include "support/TftpPeer.h"
 
-// A free UDP port on 127.0.0.1 at the moment of asking.
 std::uint16_t FreeUdpPort();
 
 // The server core in this process on 127.0.0.1, a free port and temporary directories.
@@ -20,9 +19,7 @@ class InProcessServer {
     InProcessServer(EventLoop& loop, Operator& op);
     virtual ~InProcessServer() = default;
 
-    // InitInstance; false if the server would not start.
     bool Init();
-    // Runs whatever the loop has ready, without blocking.
     virtual void Pump() = 0;
     std::unique_ptr<TftpPeer> NewPeer(const std::string& address = "127.0.0.1") {
         return std::make_unique<TftpPeer>([this] { Pump(); }, address);
@@ -54,12 +51,9 @@ class ServerHarness : public EpollParts, public InProcessServer {
     ServerHarness() : InProcessServer(loop, op), model(app) {}
     ~ServerHarness() override { app.SetView(nullptr); }
 
-    // Init, then the list as the view, with its banner row.
     bool Start();
     void Pump() override;
-    // The 5000 ms tick, driven by hand.
     void Tick() { model.OnTimer(); }
-    // Moves the clock past the default time-out, then ticks.
     void ExpireAndTick() {
         clock.Advance(31);
         Tick();

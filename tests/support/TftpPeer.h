@@ -35,7 +35,6 @@ std::string Payload(const std::string& packet);   // what follows the 4-byte hea
 std::string ErrorText(const std::string& packet);
 }  // namespace tftp
 
-// The address a socket is bound to.
 sockaddr_in BoundAddress(int fd);
 
 // A raw client socket on a loopback address; every wait is bounded and runs the server's pump.
@@ -61,7 +60,6 @@ class TftpPeer {
         SendTo(port, packet);
         return Receive(timeoutMs);
     }
-    // Reply, then the next datagram.
     std::optional<std::string> Answer(const std::string& packet, int timeoutMs = 2000) {
         Reply(packet);
         return Receive(timeoutMs);

@@ -5,7 +5,7 @@
 
 using AddressGates = Served;
 
-TEST(MatchRule, WildcardsShortRulesAndOddText) {
+TEST(RuleFormat, WildcardsShortRulesOddTextAndCountedStringsInAllThreePrefixForms) {
     EXPECT_EQ(MatchRule(192, 168, 1, 255, "192.168.1.*"), 1);
     EXPECT_EQ(MatchRule(192, 168, 2, 1, "192.168.1.*"), 0);
     // Missing fields stand for 0.
@@ -16,9 +16,7 @@ TEST(MatchRule, WildcardsShortRulesAndOddText) {
     // A '*' voids the rest of its field; other characters are stepped over.
     EXPECT_EQ(MatchRule(1, 2, 3, 4, "1.*9.3.4"), 1);
     EXPECT_EQ(MatchRule(1, 2, 3, 4, "1.x2.3.4 trailing"), 1);
-}
 
-TEST(RuleFile, CountedStringsInAllThreePrefixForms) {
     for (std::size_t length : {254u, 255u, 0xFFFDu, 0xFFFEu}) {
         std::stringstream buffer;
         WriteCountedString(buffer, std::string(length, 'r'));

@@ -4,8 +4,8 @@
 
 using Housekeeping = Served;
 
-TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOutAndOnlyACleanReadDeletesItsFile) {
-    const std::string content = PatternBytes(600);
+TEST_F(Housekeeping, RetriesFollowThePacketsTimeOutsTheOptionAndOnlyACleanReadDeletesItsFile) {
+    std::string content = PatternBytes(600);
     WriteFile(h.out / "f", content);
     h.app.bDeleteAfterSend = 1;
     auto writer = h.NewPeer("127.0.0.2");
@@ -51,10 +51,9 @@ TEST_F(Housekeeping, SilentClientsGetFiveRetriesThenTimeOutAndOnlyACleanReadDele
     EXPECT_EQ(rows[4].columns[Col::kResult], "Finished : Sending (Error deleting file)");
     EXPECT_TRUE(FileExists(h.out / "failed")) << "nor does a read the client broke off";
     EXPECT_EQ(rows[3].itemData, CClientListModel::kRetired);
-}
 
-TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {
-    const std::string content = PatternBytes(1500);
+    // A good packet restores the retries, a stray one only delays them.
+    content = PatternBytes(1500);
     WriteFile(h.out / "f", content);
     const std::string data2 = tftp::Data(2, content.substr(512, 512));
     ASSERT_TRUE(peer->Exchange(h.port, tftp::Rrq("f")));
@@ -77,16 +76,13 @@ TEST_F(Housekeeping, AGoodPacketRestoresTheRetriesAndAStrayOneOnlyDelaysThem) {
     h.clock.Advance(16);
     h.Tick();
     EXPECT_EQ(LastCell(h, Col::kResult), "TimedOut : Sending");
-}
 
-TEST_F(Housekeeping, TimeoutComesFromTheClientsOptionElseFromTheSetting) {
-    const std::string content = PatternBytes(600);
-    WriteFile(h.out / "f", content);
+    // The timeout comes from the client's option, else from the setting.
     auto plain = h.NewPeer("127.0.0.2");
     const auto oack = peer->Exchange(h.port, tftp::Rrq("f", "octet", {{"timeout", "3"}}));
     ASSERT_TRUE(oack);
-    const auto data1 = plain->Exchange(h.port, tftp::Rrq("f"));
-    ASSERT_TRUE(data1);
+    const auto first = plain->Exchange(h.port, tftp::Rrq("f"));
+    ASSERT_TRUE(first);
 
     // An unusable setting is replaced, and this pass still allows 30 seconds.
     h.app.Timeout = "abc";
@@ -96,7 +92,7 @@ TEST_F(Housekeeping, TimeoutComesFromTheClientsOptionElseFromTheSetting) {
     EXPECT_EQ(peer->Receive(), oack) << "waiting for ACK 0, the OACK is what is repeated";
     EXPECT_TRUE(Silent(*plain));
     h.Tick();
-    EXPECT_EQ(plain->Receive(), data1);
+    EXPECT_EQ(plain->Receive(), first);
     // The repeated OACK used up no file data.
     EXPECT_EQ(peer->Answer(tftp::Ack(0)), tftp::Data(1, content.substr(0, 512)));
 }

@@ -17,7 +17,7 @@ std::vector<unsigned char> Datagram(std::uint8_t type, unsigned char octet = 1) 
 
 }  // namespace
 
-TEST(IcmpMonitor, ClassifiesEveryTypeByTheTable) {
+TEST(IcmpMonitor, ClassifiesEveryTypeKeepsTheChosenOnesNewestFirstAndAtMostAThousand) {
     const char* const names[] = {
         "Echo Reply",        "Destination unreachable", "Source quench",     "Redirect",
         "Echo request",      "Time exceeded",           "IP unintelligible", "Timestamp request",
@@ -35,9 +35,7 @@ TEST(IcmpMonitor, ClassifiesEveryTypeByTheTable) {
         EXPECT_EQ(kind.bit, 0x2000u);
         EXPECT_EQ(kind.text, "Unassigned report (" + text + ")");
     }
-}
 
-TEST(IcmpMonitor, KeepsTheChosenTypesNewestFirstAndAtMostAThousandRows) {
     CIcmpReportRows rows;
     const auto add = [&rows](const std::vector<unsigned char>& packet, std::uint32_t flags) {
         return rows.AddReport(packet.data(), static_cast<int>(packet.size()), flags, "now");

@@ -50,10 +50,10 @@ struct MusicRig {
 
 }  // namespace
 
-TEST(Music, ChoiceWalksTheListedPiecesUntilADrawHasBitThree) {
-    MusicRig rig({"a.mid", "b.mid", "c.mid"});
+TEST(Music, ChoiceWalksTheListedPiecesAndF12PlaysPieceAfterPieceUntilTurnedOff) {
+    MusicRig three({"a.mid", "b.mid", "c.mid"});
     Calls listed;  // in the order in which the directory lists them
-    for (const auto& entry : std::filesystem::directory_iterator(rig.dir.Path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(three.dir.Path())) {
         if (entry.path().extension() == ".mid") {
             listed.push_back(entry.path().filename());
         }
@@ -62,14 +62,12 @@ TEST(Music, ChoiceWalksTheListedPiecesUntilADrawHasBitThree) {
     const std::pair<std::vector<int>, std::size_t> cases[] = {
         {{8}, 0}, {{7, 15}, 1}, {{0, 0, 0}, 2}, {{1, 2, 4}, 2}};
     for (const auto& [draws, chosen] : cases) {
-        rig.draws = draws;
-        rig.used = 0;
-        EXPECT_EQ(rig.music.PickMidiFile(), rig.dir / listed[chosen]);
-        EXPECT_EQ(rig.used, draws.size());
+        three.draws = draws;
+        three.used = 0;
+        EXPECT_EQ(three.music.PickMidiFile(), three.dir / listed[chosen]);
+        EXPECT_EQ(three.used, draws.size());
     }
-}
 
-TEST(Music, F12PlaysPieceAfterPieceUntilTurnedOff) {
     MusicRig rig({"only.mid"});
     rig.music.OnMusic();
     rig.player.onEnd();  // the piece ended: the next one starts

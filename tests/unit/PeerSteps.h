@@ -16,7 +16,6 @@ using Col = CClientListModel::Column;
 inline const std::string kRefusal("\x00\x05\x00\x00Service not available\x00\x00", 27);
 inline const std::string kTooMany("\x00\x05\x00\x00Too Many Clients\x00", 21);
 
-// A started server and a peer on 127.0.0.1.
 class Served : public ::testing::Test {
   protected:
     void SetUp() override {

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "platform/SessionState.h"
 #include "support/ServerHarness.h"
 
 namespace {
@@ -25,7 +26,7 @@ std::string ExecCommand(const std::string& entry) {
 
 }  // namespace
 
-TEST(RunOnce, EntryStartsTheProgramOnceThenRemovesItself) {
+TEST(RunOnce, EntryStartsTheProgramOnceAndTheSessionClosesOnlyWhenLogindSaysSo) {
     ServerHarness h;
     TempDir config;
     const char* old = std::getenv("XDG_CONFIG_HOME");
@@ -54,4 +55,15 @@ TEST(RunOnce, EntryStartsTheProgramOnceThenRemovesItself) {
     EXPECT_NE(ReadFile(config / "autostart/NewQuaylon.desktop").find("/opt/new/quaylond"),
               std::string::npos);
     old != nullptr ? setenv("XDG_CONFIG_HOME", saved.c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
+
+    WriteFile(config / "c7", "# This is private data. Do not parse.\nUID=1000\nSTATE=active\n");
+    setenv("XDG_SESSION_ID", "c7", 1);
+    EXPECT_FALSE(SessionClosing(config.Path()));
+    WriteFile(config / "c7", "UID=1000\nSTATE=closing\nACTIVE=0\n");
+    EXPECT_TRUE(SessionClosing(config.Path()));
+    setenv("XDG_SESSION_ID", "c8", 1);
+    EXPECT_TRUE(SessionClosing(config.Path())) << "the session's record is gone";
+    EXPECT_FALSE(SessionClosing(config / "none")) << "no logind: nothing to go by";
+    unsetenv("XDG_SESSION_ID");
+    EXPECT_FALSE(SessionClosing(config.Path()));
 }

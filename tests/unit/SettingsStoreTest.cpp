@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <filesystem>
 #include <regex>
 
+#include "console/WindowPlacement.h"
 #include "settings/RegistryFile.h"
-#include "settings/Settings.h"
+#include "support/StoredPlacement.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -33,15 +34,9 @@ class SettingsStore : public ::testing::Test {
         app.OutPath = "/srv/out/";
     }
     std::string File() const { return config / "registry.reg"; }
-    int LoadPlacement() {
-        return app.LoadWindowPlacement(rect, &bMin, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5]);
-    }
 
     TempDir config;
     CSettings app;
-    int rect[4] = {};
-    std::uint32_t bMin = 9;
-    int c[6] = {};
 };
 
 }  // namespace
@@ -76,11 +71,10 @@ TEST_F(SettingsStore, FirstRunWritesEveryValueInOrder) {
 "LogFile"="Quaylon.log"
 
 )"));
-    struct stat info {};
-    ASSERT_EQ(stat((config / "not/yet").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0700u);
-    ASSERT_EQ(stat((config / "not/yet/registry.reg").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(config / "not/yet").permissions(), perms::owner_all);
+    EXPECT_EQ(std::filesystem::status(config / "not/yet/registry.reg").permissions(),
+              perms::owner_read | perms::owner_write);
 
     app.ForceFile.clear();
     app.LoadSettings();
@@ -151,7 +145,7 @@ TEST_F(SettingsStore, UnreadableFileIsReportedOnceAndSetAside) {
     app.bShowAlert = 0;
     ::testing::internal::CaptureStderr();
     app.LoadSettings();
-    LoadPlacement();
+    LoadPlacement(app);
     const std::string report = ::testing::internal::GetCapturedStderr();
     EXPECT_EQ(CountLines(report, ".*settings file.*"), 1) << report;
     EXPECT_NE(report.find(File()), std::string::npos);
@@ -173,36 +167,42 @@ TEST_F(SettingsStore, UnreadableFileIsReportedOnceAndSetAside) {
     EXPECT_EQ(ReadFile(File() + ".bad.1"), "garbage\n");
 }
 
-TEST_F(SettingsStore, WindowPlacement) {
-    const std::vector<int> defaults{150, 120, 80, 90, 90, 110};
+TEST_F(SettingsStore, WindowPlacementIsStoredAndPlacedAndEachFlagBitLoadsItsOwnMember) {
+    const std::array<int, 6> defaults{150, 120, 80, 90, 90, 110};
     app.bMinimizeAtStartup = 1;
-    EXPECT_EQ(LoadPlacement(), 0);
-    EXPECT_EQ(std::vector<int>(c, c + 6), defaults);
-    EXPECT_EQ(bMin, 1u);
+    EXPECT_EQ(LoadPlacement(app), (StoredPlacement{0, {}, 1, defaults}));
 
     app.SaveSettings();
     app.SaveWindowPlacement(-5, 30, 700, 500, 0, 200, 1, 2, 3, 4, 5);
-    EXPECT_EQ(LoadPlacement(), 1);
-    EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{-5, 30, 700, 500}));
-    EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{200, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(LoadPlacement(app),
+              (StoredPlacement{1, {-5, 30, 700, 500}, 1, {200, 1, 2, 3, 4, 5}}));
     app.OutPath.clear();
     app.LoadSettings();
     EXPECT_EQ(app.OutPath, "/srv/out/") << "the other values stay beside the window's";
 
     // A first column as wide as the window throws all six widths away.
     app.SaveWindowPlacement(0, 0, 300, 200, 0, 300, 1, 2, 3, 4, 5);
-    EXPECT_EQ(LoadPlacement(), 1);
-    EXPECT_EQ(std::vector<int>(c, c + 6), defaults);
+    EXPECT_EQ(LoadPlacement(app), (StoredPlacement{1, {0, 0, 300, 200}, 1, defaults}));
 
     // A missing value repeats the one read before it.
     WriteFile(File(), Store("\"WinLeft\"=dword:00000007\n\"WinRight\"=dword:00000190\n"
                             "\"Col1\"=dword:00000032\n\"Col3\"=dword:00000021\n"));
-    EXPECT_EQ(LoadPlacement(), 1);
-    EXPECT_EQ(std::vector<int>(rect, rect + 4), (std::vector<int>{7, 7, 400, 400}));
-    EXPECT_EQ(std::vector<int>(c, c + 6), (std::vector<int>{50, 50, 33, 33, 33, 33}));
-}
+    EXPECT_EQ(LoadPlacement(app),
+              (StoredPlacement{1, {7, 7, 400, 400}, 1, {50, 50, 33, 33, 33, 33}}));
 
-TEST_F(SettingsStore, EachBitOfTheFlagWordLoadsItsOwnMember) {
+    // A window off every screen comes back onto the first.
+    const std::vector<ScreenRect> screens = {{0, 0, 1920, 1080}, {1920, 0, 3200, 1024}};
+    // Where the window can be taken hold of it stays, on either screen and across both.
+    for (const ScreenRect& shown :
+         {ScreenRect{100, 50, 900, 550}, ScreenRect{2000, 10, 2600, 400},
+          ScreenRect{1700, 0, 2300, 500}, ScreenRect{-700, 100, 100, 500}}) {
+        EXPECT_EQ(PlaceOnScreens(shown, screens), shown);
+    }
+    // A screen since removed, a caption above the desktop, a window larger than the screen.
+    EXPECT_EQ(PlaceOnScreens({4000, 200, 4800, 700}, screens), (ScreenRect{1120, 200, 1920, 700}));
+    EXPECT_EQ(PlaceOnScreens({300, -400, 1100, 100}, screens), (ScreenRect{300, 0, 1100, 500}));
+    EXPECT_EQ(PlaceOnScreens({-5000, -5000, 0, 0}, screens), (ScreenRect{0, 0, 1920, 1080}));
+
     // In bit order from 0x2 up, 0x800 unused; the three at 0x100-0x400 are stored inverted.
     const auto flags = [](const CSettings& s) {
         return std::vector<unsigned>{

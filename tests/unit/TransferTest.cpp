@@ -8,7 +8,86 @@
 using Transfer = Served;
 
 // Reads of files around the block size are curl's and atftp's in the interop tests.
-TEST_F(Transfer, WritesAcknowledgeNewAndRepeatedBlocksIgnoreTheRestAndAnswerTheLastSender) {
+TEST_F(Transfer, PeerErrorsEndTransfersSilentlyRepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
+    const std::string content = PatternBytes(2000);
+    WriteFile(h.out / "f", content);
+    const std::string data1 = tftp::Data(1, content.substr(0, 512));
+    const std::string data2 = tftp::Data(2, content.substr(512, 512));
+    // The peer's own text is not shown; codes past the known ones read as 8.
+    for (const auto& [code, shown] : {std::pair<int, std::string>{3, "Disk error [From Remote]"},
+                                      {12, "Aborted [From Remote]"}}) {
+        ASSERT_EQ(tftp::Opcode(peer->Exchange(h.port, tftp::Rrq("f")).value_or("")), 3);
+        peer->Reply(tftp::Error(static_cast<std::uint16_t>(code), "whatever the peer says"));
+        EXPECT_TRUE(Silent(*peer));
+        EXPECT_EQ(LastCell(h, Col::kResult), shown);
+    }
+
+    WriteFile(h.in / "up", "old");
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
+    EXPECT_EQ(peer->Answer(tftp::Data(1, PatternBytes(512))), tftp::Ack(1));
+    peer->Reply(tftp::Error(0, ""));
+    peer->Reply(tftp::Data(2, "late"));
+    peer->Reply(tftp::Data(1, PatternBytes(512)));
+    EXPECT_TRUE(Silent(*peer));
+    EXPECT_EQ(ReadFile(h.in / "up"), "old") << "an abandoned upload leaves the old file";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
+    h.Tick();
+    EXPECT_EQ(h.app.ClientCount(), 0);
+    EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error [From Remote]");
+
+    // ACK 0 to a DATA 1 sent without options counts as a repeat of the block before.
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), data1);
+    EXPECT_EQ(peer->Answer(tftp::Ack(0)), data1);
+    EXPECT_EQ(peer->Answer(tftp::Ack(0)), data1);
+    EXPECT_EQ(LastCell(h, Col::kStatus), "Retrying");
+
+    h.app.bSkipRetry = 1;
+    // A good ACK clears the count.
+    const std::pair<std::uint16_t, std::optional<std::string>> steps[] = {
+        {0, std::nullopt}, {0, data1}, {0, std::nullopt}, {1, data2},
+        {1, std::nullopt}, {1, data2}, {1, std::nullopt}, {1, data2},
+    };
+    for (const auto& [ack, expected] : steps) {
+        peer->Reply(tftp::Ack(ack));
+        EXPECT_EQ(peer->Receive(50), expected) << "ACK " << ack;
+    }
+}
+
+TEST_F(Transfer, WritesStoreWholeFilesAnswerTheLastSenderAndReportAFailedStore) {
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("full")), tftp::Ack(0));
+    // No file may grow, so the data cannot reach the disk when the last block stores them.
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit none = old;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_FSIZE, &none);
+    const auto reply = peer->Answer(tftp::Data(1, "x"));
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(reply, tftp::Error(3, "Disk error"));
+    EXPECT_TRUE(std::filesystem::is_empty(h.in.Path()));
+
+    auto second = h.NewPeer("127.0.0.2");
+    const tftp::Options blksize{{"blksize", "65464"}};
+    const std::string a = PatternBytes(2 * 65464 + 10, 1), b = PatternBytes(2 * 65464 + 10, 2);
+    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
+    ASSERT_EQ(second->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
+    // Block 2 arrives from the second writer first, so each block's region has another last writer.
+    for (std::uint16_t block : {1, 2, 3}) {
+        TftpPeer* order[2] = {peer.get(), second.get()};
+        if (block == 2) {
+            std::swap(order[0], order[1]);
+        }
+        for (TftpPeer* writer : order) {
+            const std::string& content = writer == peer.get() ? a : b;
+            EXPECT_EQ(
+                writer->Answer(tftp::Data(block, content.substr((block - 1) * 65464u, 65464))),
+                tftp::Ack(block));
+        }
+    }
+    EXPECT_EQ(ReadFile(h.in / "same"), b) << "the last to finish wins, whole";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
+
     const std::string first = PatternBytes(512, 1);
     auto stranger = h.NewPeer("127.0.0.2");
     WriteFile(h.in / "up", "old");
@@ -35,95 +114,8 @@ TEST_F(Transfer, WritesAcknowledgeNewAndRepeatedBlocksIgnoreTheRestAndAnswerTheL
     EXPECT_EQ(LastCell(h, Col::kClient), "127.0.0.1") << "the row keeps the first address";
 }
 
-TEST_F(Transfer, RepeatedAcksRepeatTheBlockAndSkipRetryHalvesThem) {
-    const std::string content = PatternBytes(2000);
-    WriteFile(h.out / "f", content);
-    const std::string data1 = tftp::Data(1, content.substr(0, 512));
-    const std::string data2 = tftp::Data(2, content.substr(512, 512));
-    // ACK 0 to a DATA 1 sent without options counts as a repeat of the block before.
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Rrq("f")), data1);
-    EXPECT_EQ(peer->Answer(tftp::Ack(0)), data1);
-    EXPECT_EQ(peer->Answer(tftp::Ack(0)), data1);
-    EXPECT_EQ(LastCell(h, Col::kStatus), "Retrying");
-
-    h.app.bSkipRetry = 1;
-    // A good ACK clears the count.
-    const std::pair<std::uint16_t, std::optional<std::string>> steps[] = {
-        {0, std::nullopt}, {0, data1}, {0, std::nullopt}, {1, data2},
-        {1, std::nullopt}, {1, data2}, {1, std::nullopt}, {1, data2},
-    };
-    for (const auto& [ack, expected] : steps) {
-        peer->Reply(tftp::Ack(ack));
-        EXPECT_EQ(peer->Receive(50), expected) << "ACK " << ack;
-    }
-}
-
-TEST_F(Transfer, PeerErrorEndsTheTransferSilentlyAndMarksTheRow) {
-    WriteFile(h.out / "f", PatternBytes(2000));
-    // The peer's own text is not shown; codes past the known ones read as 8.
-    for (const auto& [code, shown] : {std::pair<int, std::string>{3, "Disk error [From Remote]"},
-                                      {12, "Aborted [From Remote]"}}) {
-        ASSERT_EQ(tftp::Opcode(peer->Exchange(h.port, tftp::Rrq("f")).value_or("")), 3);
-        peer->Reply(tftp::Error(static_cast<std::uint16_t>(code), "whatever the peer says"));
-        EXPECT_TRUE(Silent(*peer));
-        EXPECT_EQ(LastCell(h, Col::kResult), shown);
-    }
-
-    WriteFile(h.in / "up", "old");
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("up")), tftp::Ack(0));
-    EXPECT_EQ(peer->Answer(tftp::Data(1, PatternBytes(512))), tftp::Ack(1));
-    peer->Reply(tftp::Error(0, ""));
-    peer->Reply(tftp::Data(2, "late"));
-    peer->Reply(tftp::Data(1, PatternBytes(512)));
-    EXPECT_TRUE(Silent(*peer));
-    EXPECT_EQ(ReadFile(h.in / "up"), "old") << "an abandoned upload leaves the old file";
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
-    h.Tick();
-    EXPECT_EQ(h.app.ClientCount(), 0);
-    EXPECT_EQ(LastCell(h, Col::kResult), "Inconclusive system error [From Remote]");
-}
-
-TEST_F(Transfer, AFailedStoreIsADiskErrorNotAnAck) {
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("full")), tftp::Ack(0));
-    // No file may grow, so the data cannot reach the disk when the last block stores them.
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit old{};
-    getrlimit(RLIMIT_FSIZE, &old);
-    rlimit none = old;
-    none.rlim_cur = 0;
-    setrlimit(RLIMIT_FSIZE, &none);
-    const auto reply = peer->Answer(tftp::Data(1, "x"));
-    setrlimit(RLIMIT_FSIZE, &old);
-    EXPECT_EQ(reply, tftp::Error(3, "Disk error"));
-    EXPECT_TRUE(std::filesystem::is_empty(h.in.Path()));
-}
-
-TEST_F(Transfer, TwoWritersOfOneNameLeaveOneWholeFile) {
-    auto second = h.NewPeer("127.0.0.2");
-    const tftp::Options blksize{{"blksize", "65464"}};
-    const std::string a = PatternBytes(2 * 65464 + 10, 1), b = PatternBytes(2 * 65464 + 10, 2);
-    ASSERT_EQ(peer->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
-    ASSERT_EQ(second->Exchange(h.port, tftp::Wrq("same", "octet", blksize)), tftp::Oack(blksize));
-    // Block 2 arrives from the second writer first, so each block's region has another last writer.
-    for (std::uint16_t block : {1, 2, 3}) {
-        TftpPeer* order[2] = {peer.get(), second.get()};
-        if (block == 2) {
-            std::swap(order[0], order[1]);
-        }
-        for (TftpPeer* writer : order) {
-            const std::string& content = writer == peer.get() ? a : b;
-            EXPECT_EQ(
-                writer->Answer(tftp::Data(block, content.substr((block - 1) * 65464u, 65464))),
-                tftp::Ack(block));
-        }
-    }
-    EXPECT_EQ(ReadFile(h.in / "same"), b) << "the last to finish wins, whole";
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(h.in.Path()), {}), 1);
-}
-
-// 65536 full blocks of 8 bytes, then a short one numbered 1 again; the load client's test wraps
-// both ways against the daemon.
-TEST_F(Transfer, BlockNumbersWrapPastTheLastOne) {
+// 65536 full blocks of 8 bytes, then a short one numbered 1 again.
+TEST_F(Transfer, BlockNumbersWrapAndNetasciiLineEndsTravelAsPairsAcrossBlocks) {
     const std::string content = PatternBytes(65536 * 8 + 3);
     WriteFile(h.out / "long", content);
     const tftp::Options blksize{{"blksize", "8"}};
@@ -146,9 +138,7 @@ TEST_F(Transfer, BlockNumbersWrapPastTheLastOne) {
     h.Pump();
     h.Tick();
     EXPECT_EQ(LastCell(h, Col::kResult), "Finished : Sending");
-}
 
-TEST_F(Transfer, NetasciiSendsLineEndsAsPairsAndTakesThemBackAcrossBlocks) {
     // At 8-byte blocks the CR LF of the first line end is split over two blocks.
     WriteFile(h.out / "t", "1234567\nX\r\n");
     EXPECT_EQ(

@@ -62,7 +62,7 @@ struct VersionRun {
 
 }  // namespace
 
-TEST(VersionCheck, ReadsVersionsAsDecimalFractionsAndTheServerFromTheEnvironment) {
+TEST(VersionCheck, VersionsReadAsFractionsAndPagesWithNoOrAWrongLengthDownload) {
     // Against the running 3.80: equal, newer, 3.1, 8.1, no dot, nothing.
     const char* latest[] = {"3.8", "Quaylon V3.81", "3.100", "3.8.1", "V4", ""};
     const bool bNewer[] = {false, true, false, true, false, false};
@@ -71,12 +71,10 @@ TEST(VersionCheck, ReadsVersionsAsDecimalFractionsAndTheServerFromTheEnvironment
     }
     EXPECT_EQ(TheUpdateServer().host + ":" + std::to_string(TheUpdateServer().port),
               std::string(kUpdateServerName) + ":80");
-}
 
-TEST(VersionCheck, PagesThatOfferNoDownload) {
     std::string exact = HttpResponse("<!Current Version=3.80><!size=7>");
     exact += std::string(8192 - exact.size(), ' ');
-    const std::pair<std::string, Lines> cases[] = {
+    const std::pair<std::string, Lines> pages[] = {
         {HttpResponse("<html>Not Found</html>"),
          {kClosed, "Version checking is currently offline, please try later"}},
         // A value without its ">" runs to the end of what came.
@@ -85,15 +83,13 @@ TEST(VersionCheck, PagesThatOfferNoDownload) {
         // Exactly the buffer's size: one reset, and the tags in front are still read.
         {exact, {"Resetting extra length buffer", kClosed, "Latest Version : 3.80", "Size : 7"}},
     };
-    for (const auto& [response, after] : cases) {
+    for (const auto& [response, after] : pages) {
         VersionRun run({response});
         ASSERT_TRUE(run.Run());
         EXPECT_EQ(Lines(run.view.lines.begin() + 2, run.view.lines.end()), after);
         EXPECT_TRUE(run.view.enabled.empty());
     }
-}
 
-TEST(VersionCheck, DownloadOfTheWrongLengthIsNotOffered) {
     const std::pair<std::string, bool> cases[] = {
         // The response, and whether the body was cut out and the temporary file removed.
         {"HTTP/1.1 200 OK\r\ncontent-length: 10\r\n\r\n0123456789", false},
