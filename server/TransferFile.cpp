@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -114,15 +116,42 @@ int TransferFile::Read(char* buffer, int count) {
     if (m_mode == Mode::ReadText) {
         return ReadText(buffer, count);
     }
+    if (count * 2 <= kAheadBytes) {
+        return ReadAhead(buffer, count);
+    }
+    const int n = ReadAt(buffer, count, m_nOffset);
+    m_nOffset += n;
+    return n;
+}
+
+int TransferFile::ReadAt(char* buffer, int count, std::int64_t offset) const {
     int n = 0;
     while (n < count) {
-        const ssize_t got = pread(m_fd, buffer + n, static_cast<std::size_t>(count - n), m_nOffset);
+        const ssize_t got =
+            pread(m_fd, buffer + n, static_cast<std::size_t>(count - n), offset + n);
         if (got <= 0) {
             break;
         }
         n += static_cast<int>(got);
-        m_nOffset += got;
     }
+    return n;
+}
+
+int TransferFile::ReadAhead(char* buffer, int count) {
+    if (!m_ahead) {
+        m_ahead = std::make_unique<char[]>(kAheadBytes);
+    }
+    // Only a block that lies whole in what was read ahead comes from it; any other, the last
+    // one included, is read afresh from the disk, as an unbuffered read would. A rewind never
+    // goes back before the read that filled the buffer.
+    if (m_nOffset + count > m_nAheadStart + m_nAheadLength) {
+        m_nAheadStart = m_nOffset;
+        m_nAheadLength = ReadAt(m_ahead.get(), kAheadBytes, m_nOffset);
+    }
+    const int n =
+        static_cast<int>(std::min<std::int64_t>(count, m_nAheadStart + m_nAheadLength - m_nOffset));
+    std::memcpy(buffer, m_ahead.get() + (m_nOffset - m_nAheadStart), static_cast<std::size_t>(n));
+    m_nOffset += n;
     return n;
 }
 

@@ -34,6 +34,13 @@ class TransferFile {
   private:
     TransferFile(int fd, Mode mode, std::int64_t length, std::string path, std::string partPath);
     int ReadText(char* buffer, int count);
+    int ReadAhead(char* buffer, int count);
+    // Up to count bytes from offset; fewer only at the end of the file or on an error.
+    int ReadAt(char* buffer, int count, std::int64_t offset) const;
+
+    // Blocks of up to half this size are served from one read of this many bytes ahead, which
+    // saves a system call on most of them for a few KiB a transfer.
+    static constexpr int kAheadBytes = 4096;
     int WriteText(const char* buffer, int count);
 
     int m_fd;
@@ -41,6 +48,10 @@ class TransferFile {
     // gathered into one write; a binary read goes from the file straight into the packet.
     std::FILE* m_file = nullptr;
     std::unique_ptr<char[]> m_ioBuffer;
+    // File bytes from m_nAheadStart read ahead of small binary blocks.
+    std::unique_ptr<char[]> m_ahead;
+    std::int64_t m_nAheadStart = 0;
+    int m_nAheadLength = 0;
     Mode m_mode;
     std::int64_t m_nLength;
     // A write's final name, and the name it is written under until Close.
