@@ -245,9 +245,8 @@ TEST(MainFrame, CommandsKeysColumnsCellsStatusDecisionsAboutAlertTrayIcmpVersion
     setenv("XDG_CONFIG_HOME", s.config.Path().c_str(), 1);
     s.app.m_AppPath = s.out / "quaylon";
 
-    // Answers whatever modal box is up, a step a tick: a box by its text, the dialog by
-    // "Download" once it is enabled and by "Cancel" once the install is settled. Bounded: after
-    // ten seconds everything is refused.
+    // Answers each modal box by its text and the dialog by "Download", then closes it once the
+    // three boxes came; after ten seconds of ticks everything is refused.
     QStringList boxes;
     QString notes;
     int progressRange = -1;  // once "Download" is clicked, the bar's range if it shows

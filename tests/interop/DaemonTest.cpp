@@ -159,8 +159,6 @@ TEST(Daemon, ServesEveryAddressUnlessAnAddressIsChosen) {
         RunClient({"curl", "-sS", "-o", every.scratch / "hello.txt", every.Url("hello.txt")});
     EXPECT_EQ(fetched.status, 0) << fetched.err;
     EXPECT_TRUE(FileHolds(every.scratch / "hello.txt", "every address\n"));
-    every.process->Signal(SIGTERM);
-    EXPECT_EQ(every.process->WaitExit(10000), 0);
 
     // -A still serves the one address it numbers.
     const ServingDaemon chosen(

@@ -29,8 +29,7 @@ class InProcessServer {
         app.m_Status.text = text;
         app.NotifyView(status, serial);
     }
-    // A peer whose read has had its first block and will never acknowledge it; null if the
-    // block did not come.
+    // A peer whose read got its first block and never acknowledges it; null without the block.
     std::unique_ptr<TftpPeer> HangingRead();
 
     std::uint16_t port;
