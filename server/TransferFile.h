@@ -37,15 +37,16 @@ class TransferFile {
     int ReadAhead(char* buffer, int count);
     // Up to count bytes from offset; fewer only at the end of the file or on an error.
     int ReadAt(char* buffer, int count, std::int64_t offset) const;
+    int WriteText(const char* buffer, int count);
 
     // Blocks of up to half this size are served from one read of this many bytes ahead, which
     // saves a system call on most of them for a few KiB a transfer.
     static constexpr int kAheadBytes = 4096;
-    int WriteText(const char* buffer, int count);
 
     int m_fd;
     // A stream only where bytes are taken or stored one at a time (netascii) or many blocks are
-    // gathered into one write; a binary read goes from the file straight into the packet.
+    // gathered into one write; a binary read goes from the file into the packet, small blocks
+    // through the read ahead below.
     std::FILE* m_file = nullptr;
     std::unique_ptr<char[]> m_ioBuffer;
     // File bytes from m_nAheadStart read ahead of small binary blocks.
