@@ -2,20 +2,15 @@
 
 #include <string>
 
+#include "console/Rect.h"
+
 // Where the Status column's progress bar goes in a cell: a red frame around the cell and a blue
 // bar inside it, as long as the percentage says.
-struct CellRect {
-    int left = 0;
-    int top = 0;
-    int right = 0;
-    int bottom = 0;
-};
-
 struct StatusBarGeometry {
-    bool bDrawn = false;   // the text is a progress figure and the graphic is on
-    CellRect frame;        // right and bottom exclusive
+    bool bDrawn = false;  // the text is a progress figure and the graphic is on
+    Rect frame;
     bool bHasBar = false;  // false when the bar would be empty
-    CellRect bar;
+    Rect bar;
 };
 
 // The percentage of a Status text that begins with '%': up to three digits, 0 counting as 1.

@@ -7,7 +7,7 @@ namespace {
 // Enough of the window to take hold of it with the mouse.
 constexpr int kMinVisible = 48;
 
-bool ShowsOn(const ScreenRect& window, const ScreenRect& screen) {
+bool ShowsOn(const Rect& window, const Rect& screen) {
     const int width = std::min(window.right, screen.right) - std::max(window.left, screen.left);
     const int height = std::min(window.bottom, screen.bottom) - std::max(window.top, screen.top);
     // The top edge must be on the screen too, or the caption is out of reach.
@@ -18,12 +18,12 @@ bool ShowsOn(const ScreenRect& window, const ScreenRect& screen) {
 
 }  // namespace
 
-ScreenRect PlaceOnScreens(ScreenRect window, const std::vector<ScreenRect>& screens) {
+Rect PlaceOnScreens(Rect window, const std::vector<Rect>& screens) {
     if (screens.empty() || std::any_of(screens.begin(), screens.end(),
-                                       [&](const ScreenRect& s) { return ShowsOn(window, s); })) {
+                                       [&](const Rect& s) { return ShowsOn(window, s); })) {
         return window;
     }
-    const ScreenRect& screen = screens.front();
+    const Rect& screen = screens.front();
     const int width = std::min(window.Width(), screen.Width());
     const int height = std::min(window.Height(), screen.Height());
     const int left = std::clamp(window.left, screen.left, screen.right - width);

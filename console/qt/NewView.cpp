@@ -33,13 +33,13 @@ void ClientRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
                                                      cell.width(), cell.top(), cell.bottom() + 1)
                                       : StatusBarGeometry{};
     if (bar.bDrawn) {
-        const CellRect& f = bar.frame;
+        const Rect& f = bar.frame;
         painter->setPen(QColor(255, 0, 0));
         painter->setBrush(Qt::NoBrush);
         // A one-pixel pen strokes a QRect one pixel wider and taller than its size.
         painter->drawRect(QRect(f.left, f.top, f.right - f.left - 1, f.bottom - f.top - 1));
         if (bar.bHasBar) {
-            const CellRect& b = bar.bar;
+            const Rect& b = bar.bar;
             painter->fillRect(QRect(QPoint(b.left, b.top), QPoint(b.right - 1, b.bottom - 1)),
                               QColor(0, 0, 255));
         }
@@ -114,12 +114,12 @@ void CNewView::OnInitialUpdate() {
     const int found = m_app.LoadWindowPlacement(rect, &bMinimized, &widths[0], &widths[1],
                                                 &widths[2], &widths[3], &widths[4], &widths[5]);
     if (found && !bMinimized && rect[1] < 2900 && rect[0] < 2900) {
-        std::vector<ScreenRect> screens;
+        std::vector<Rect> screens;
         for (const QScreen* screen : QGuiApplication::screens()) {
             const QRect area = screen->availableGeometry();
             screens.push_back({area.left(), area.top(), area.right() + 1, area.bottom() + 1});
         }
-        const ScreenRect placed = PlaceOnScreens({rect[0], rect[1], rect[2], rect[3]}, screens);
+        const Rect placed = PlaceOnScreens({rect[0], rect[1], rect[2], rect[3]}, screens);
         window()->setGeometry(placed.left, placed.top, placed.Width(), placed.Height());
     }
     if (bDone) {

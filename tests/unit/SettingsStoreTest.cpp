@@ -191,17 +191,16 @@ TEST_F(SettingsStore, WindowPlacementIsStoredAndPlacedAndEachFlagBitLoadsItsOwnM
               (StoredPlacement{1, {7, 7, 400, 400}, 1, {50, 50, 33, 33, 33, 33}}));
 
     // A window off every screen comes back onto the first.
-    const std::vector<ScreenRect> screens = {{0, 0, 1920, 1080}, {1920, 0, 3200, 1024}};
+    const std::vector<Rect> screens = {{0, 0, 1920, 1080}, {1920, 0, 3200, 1024}};
     // Where the window can be taken hold of it stays, on either screen and across both.
-    for (const ScreenRect& shown :
-         {ScreenRect{100, 50, 900, 550}, ScreenRect{2000, 10, 2600, 400},
-          ScreenRect{1700, 0, 2300, 500}, ScreenRect{-700, 100, 100, 500}}) {
+    for (const Rect& shown : {Rect{100, 50, 900, 550}, Rect{2000, 10, 2600, 400},
+                              Rect{1700, 0, 2300, 500}, Rect{-700, 100, 100, 500}}) {
         EXPECT_EQ(PlaceOnScreens(shown, screens), shown);
     }
     // A screen since removed, a caption above the desktop, a window larger than the screen.
-    EXPECT_EQ(PlaceOnScreens({4000, 200, 4800, 700}, screens), (ScreenRect{1120, 200, 1920, 700}));
-    EXPECT_EQ(PlaceOnScreens({300, -400, 1100, 100}, screens), (ScreenRect{300, 0, 1100, 500}));
-    EXPECT_EQ(PlaceOnScreens({-5000, -5000, 0, 0}, screens), (ScreenRect{0, 0, 1920, 1080}));
+    EXPECT_EQ(PlaceOnScreens({4000, 200, 4800, 700}, screens), (Rect{1120, 200, 1920, 700}));
+    EXPECT_EQ(PlaceOnScreens({300, -400, 1100, 100}, screens), (Rect{300, 0, 1100, 500}));
+    EXPECT_EQ(PlaceOnScreens({-5000, -5000, 0, 0}, screens), (Rect{0, 0, 1920, 1080}));
 
     // In bit order from 0x2 up, 0x800 unused; the three at 0x100-0x400 are stored inverted.
     const auto flags = [](const CSettings& s) {
